@@ -1,0 +1,8 @@
+#ifndef HOST_MY_STRICMP_H
+#define HOST_MY_STRICMP_H
+
+// Compares two NUL-terminated texts without regard to ASCII letter case:
+// 0 when equal, negative or positive like strcmp otherwise.
+int my_stricmp(const char* psz1, const char* psz2);
+
+#endif
