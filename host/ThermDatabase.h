@@ -1,0 +1,48 @@
+// A loaded thermodynamic database as the host holds it: the application
+// object, the data manager (elements, records, polynomials, texts, symbol
+// functions) and, per phase, its Gibbs model, its phase object and its bound
+// function list.  The TDB reader fills it; the evaluation and the tool use it.
+#ifndef HOST_THERMDATABASE_H
+#define HOST_THERMDATABASE_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CVxDataMgr.h"
+#include "CVxGibbs.h"
+#include "CVxPhase.h"
+#include "CVx_coreApp.h"
+#include "thermfunctions/TThermFktMgr.h"
+
+class ThermDatabase
+{
+public:
+    struct PhaseRecord
+    {
+        std::unique_ptr<CVxGibbs> gibbs;          //!< constituent table of the phase
+        std::unique_ptr<CVxPhase> phase;          //!< structure, site fractions, result arrays
+        std::unique_ptr<TThermFktMgr> functions;  //!< the phase's parameters, named after the phase
+    };
+
+    CVx_coreApp app;                   //!< receives the kernel's messages
+    CVxDataMgr dataMgr{&app};          //!< owns records, polynomials, texts, symbol functions
+    std::vector<PhaseRecord> phases;   //!< in the order the database defines them (destroyed before dataMgr)
+
+    double defaultTLow = 298.15;       //!< lower temperature limit of the database [K]
+    double defaultTHigh = 6000.0;      //!< upper temperature limit of the database [K]
+    std::string sourceName;            //!< file the database was read from
+
+    ThermDatabase() = default;
+    ThermDatabase(const ThermDatabase&) = delete;
+    ThermDatabase& operator=(const ThermDatabase&) = delete;
+
+    // Index of the phase named name (case-insensitive), -1 when unknown.
+    int findPhase(const std::string& name) const;
+    // Creates the Gibbs model, the phase and its function list (registered with the data manager).
+    PhaseRecord& addPhase(const std::string& name);
+    // The symbol-function list of the data manager.
+    TThermFktMgr& symbols() { return *dataMgr.GetSymbolFktMgr(); }
+};
+
+#endif
