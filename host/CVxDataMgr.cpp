@@ -109,3 +109,22 @@ void CVxDataMgr::UnregisterFktMgr(TThermFktMgr* pMgr)
             return;
         }
 }
+
+TThermFkt* CVxDataMgr::AddSymbolFunction(const char* pszName)
+{
+    int nPos = m_pSymbolFktMgr->m_FktArray.m_nSize;
+    TThermFktData* pData = new TThermFktData;
+    pData->m_nSourceKind = 1;
+    pData->m_nFktType = 100;
+    pData->m_nNameIndex = nPos;
+    int nDataIndex = AddFktData(pData);
+    TThermFkt* pFkt = new TThermFkt(pData);
+    pFkt->m_nFktDataIndex = nDataIndex;
+    pFkt->m_pDataMgr = this;
+    pFkt->m_pSymbolMgr = m_pSymbolFktMgr;
+    m_pSymbolFktMgr->AddFunction(pFkt);
+    // the name tables stay in step with the list positions
+    while (m_SymbolNames1.m_nSize < nPos) AddSymbolName("");
+    AddSymbolName(pszName);
+    return pFkt;
+}

@@ -64,6 +64,13 @@ public:
     int AddSymbolName(const char* pszName);
     // Index of a symbol name (case-insensitive), -1 when unknown.
     int FindSymbolName(const char* pszName) const;
+    // Appends a symbol function named pszName to the symbol-function list: a
+    // record of type 100 whose m_nNameIndex is the function's list position,
+    // owned by this data manager, and the name at the same position of the
+    // symbol-name tables.  Returns the function (owned by the list).
+    class TThermFkt* AddSymbolFunction(const char* pszName);
+    // List position of the symbol function named pszName (case-insensitive), -1 when unknown.
+    int FindSymbolFunction(const char* pszName) const { return FindSymbolName(pszName); }
     // Index of a user-named type keyword, appending it when new.
     int AddTypeKeyword(const char* pszKeyword);
 

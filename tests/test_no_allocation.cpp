@@ -1,0 +1,51 @@
+// A full evaluation pass at a new temperature must not touch the heap.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "support/KernelTestKit.h"
+
+namespace {
+std::atomic<long> g_nAllocations{0};
+}
+
+void* operator new(std::size_t n)
+{
+    ++g_nAllocations;
+    if (void* p = std::malloc(n ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t n) { return operator new(n); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+
+TEST(NoAllocation, TemperatureStepOfSymbolsAndParameters)
+{
+    CVxDataMgr dm;
+    for (int i = 0; i < 20; ++i) {
+        TThermFkt* f = dm.AddSymbolFunction(("S" + std::to_string(i)).c_str());
+        TThermTPolynom* p = kit::Piece(200, 1000, -8000 + i, 100, -20, {{1e-3, 2}, {2e5, -1}});
+        kit::AddSymbolTerm(p, (i + 7) % 20, 0.5);  // forward and backward references
+        f->AddPolynom(p);
+        f->AddPolynom(kit::Piece(1000, 6000, -9000, 120, -22, {{1e30, -9}}));
+    }
+    TThermFktMgr params(const_cast<char*>("BCC_A2"), &dm);
+    for (int i = 0; i < 10; ++i) {
+        TThermFkt* f = params.AddFunction(kit::Parameter(dm));
+        TThermTPolynom* p = kit::Piece(200, 6000, 1000.0 * i, 2.0);
+        kit::AddSymbolTerm(p, i, 1.0);
+        f->AddPolynom(p);
+    }
+    long nBefore = g_nAllocations.load();
+    for (double T = 300; T < 3000; T += 50) {
+        TK.CalcTValues(T);
+        dm.GetSymbolFktMgr()->SaveCalcPTValues(T, 1e5, 2);
+        params.CalcPTValues(T, 1e5, 2);
+    }
+    EXPECT_EQ(g_nAllocations.load() - nBefore, 0);
+    EXPECT_NE(params.GetFuncVal(3, 0), 0.0);  // the pass really evaluated something
+}
