@@ -49,3 +49,31 @@ TEST(NoAllocation, TemperatureStepOfSymbolsAndParameters)
     EXPECT_EQ(g_nAllocations.load() - nBefore, 0);
     EXPECT_NE(params.GetFuncVal(3, 0), 0.0);  // the pass really evaluated something
 }
+
+#include "support/PhaseTestKit.h"
+
+TEST(NoAllocation, CompositionEvaluationOfEveryFamily)
+{
+    kit::SmallPhase sp;
+    TThermFkt* f[] = {sp.Add("A:D", 0, 0),        sp.Add("A,B:D", 0, 1),   sp.Add("A,B:D,E", 0, 3),
+                      sp.Add("A,B,C:D", 0, 0),    sp.Add("A,B,C:D", 0, 1), sp.Add("A,B:D", 10, 1),
+                      sp.Add("C:D,E", 20, 2),     sp.Add("A,B", 0, 2, true)};
+    sp.list.SetRegularMode();
+    TMagnFkt magn;
+    magn.Initialize(0.28, &sp.phase);
+    long nBefore = g_nAllocations.load();
+    double sum = 0;
+    for (int step = 0; step < 100; ++step) {
+        sp.phase.ZeroResults();
+        for (TThermFkt* fk : f) {
+            fk->m_dValue = -1000.0 - step;
+            fk->m_dValueT = 3.0;
+            fk->Calc(2, 1.0);
+            sum += fk->m_dAktVal_F;
+        }
+        magn.m_dT = 500.0 + 10 * step;
+        magn.Calc(900.0, 2);
+    }
+    EXPECT_EQ(g_nAllocations.load() - nBefore, 0);
+    EXPECT_NE(sum, 0.0);
+}
