@@ -1,0 +1,186 @@
+// Contracts of the host classes that the kernel relies on.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "host/my_stricmp.h"
+#include "host/myStringParser.h"
+#include "support/PhaseTestKit.h"
+
+namespace {
+
+TEST(HostPhase, NumberingPointersAndMembership)
+{
+    kit::SmallPhase sp;
+    CVxPhase& ph = sp.phase;
+    EXPECT_EQ(ph.m_nSublatticeCount, 2);
+    EXPECT_EQ(ph.m_nVarCount, 6);
+    EXPECT_EQ(ph.m_nDoVarCount, 3);
+    EXPECT_EQ(ph.m_nTPos, 6);
+    EXPECT_EQ(ph.GetMatrixDimension(), 8);
+    EXPECT_EQ(ph.m_GradG.m_nSize, 8);
+    EXPECT_EQ(ph.m_do_HessBMAGN.GetDimension(), 8);
+    EXPECT_EQ(ph.m_SpeciesDT.m_nSize, 6);
+    EXPECT_EQ(ph.GetVarPos(0, 2), 2);
+    EXPECT_EQ(ph.GetVarPos(1, 3), 3);
+    EXPECT_EQ(ph.GetVarPos(1, 0), -1);
+    EXPECT_EQ(ph.Get_do_VarPos(0, 1), 1);
+    EXPECT_EQ(ph.Get_do_VarPos(1, 3), -1);
+    EXPECT_EQ(ph.GetYPointer(1, 4), &ph.m_Y[4]);
+    EXPECT_EQ(ph.GetYPointer(0, 4), nullptr);
+    EXPECT_EQ(ph.Get_doY_Pointer(0, 2), &ph.m_DoY[2]);
+    EXPECT_EQ(ph.Is(0, 1), 1);
+    EXPECT_EQ(ph.Is(0, 4), 0);
+    EXPECT_EQ(ph.Is(1, -1), 1);
+    EXPECT_EQ(ph.Is(2, -1), 0);
+    EXPECT_EQ(ph.do_Is(0, -1), 1);
+    EXPECT_EQ(ph.do_Is(1, 3), 0);
+    EXPECT_EQ(ph.IsElement(5), 1);
+    EXPECT_EQ(ph.IsElement(6), 0);
+    EXPECT_EQ(ph.IsElement(-1), 0);
+    EXPECT_STREQ(ph.GetPhaseName(0), "FCC_A1");
+    EXPECT_STREQ(ph.m_szDoName, "DO_FCC_A1");
+
+    // pointers stay valid while results are used and cleared
+    double* y = ph.GetYPointer(0, 0);
+    ph.m_GradG[3] = 1.0;
+    ph.m_HessGT(7, 7) = 2.0;
+    ph.m_SpeciesDT[1] = 3.0;
+    ph.ZeroResults();
+    EXPECT_EQ(ph.GetYPointer(0, 0), y);
+    EXPECT_EQ(ph.m_GradG[3], 0.0);
+    EXPECT_EQ(ph.m_HessGT(7, 7), 0.0);
+    EXPECT_EQ(ph.m_SpeciesDT[1], 0.0);
+}
+
+TEST(HostDataMgr, ElementsTextsAndKeywords)
+{
+    CVxDataMgr dm;
+    EXPECT_EQ(dm.AddElement(kit::Element("FE")), 0);
+    EXPECT_EQ(dm.AddElement(kit::Element("VA", 0)), 1);
+    EXPECT_EQ(dm.AddElement(kit::Element("fe")), 0);
+    EXPECT_EQ(dm.GetElementIndex("Va", 1), 1);
+    EXPECT_LT(dm.GetElementIndex("*", 1), 0);
+    EXPECT_EQ(dm.AddSourceText(2, "FE:VA"), 0);
+    EXPECT_EQ(dm.AddSourceText(4, "FE:VA"), -1);
+    EXPECT_STREQ(dm.m_SourceTexts2[0].m_pszBuffer, "FE:VA");
+    EXPECT_EQ(dm.AddTypeKeyword("THETA"), 0);
+    EXPECT_EQ(dm.AddTypeKeyword("GD"), 1);
+    EXPECT_EQ(dm.AddTypeKeyword("theta"), 0);
+    EXPECT_NE(dm.m_pApp, nullptr);  // an own application object when none is given
+    ASSERT_NE(dm.GetSymbolFktMgr(), nullptr);
+    EXPECT_STREQ(dm.GetSymbolFktMgr()->m_szName, "SYMBOLS");
+}
+
+TEST(HostStrings, FormatFollowsPrintf)
+{
+    const char* formats[] = {"%+.12g", "%g", "%1.1f"};
+    const double values[] = {-8000.0, 100.5, 2e-5, 1.0 / 3.0, -0.0, 1e300, 0.0};
+    for (const char* f : formats)
+        for (double v : values) {
+            char expected[512];
+            std::snprintf(expected, sizeof expected, f, v);
+            myCString s;
+            s.Format(f, v);
+            EXPECT_STREQ(s.m_pszBuffer, expected) << f << " " << v;
+            EXPECT_EQ(s.m_nLength, static_cast<int>(std::string(expected).size()));
+        }
+    myCString s;
+    s.Format("%s(%s,%+d;%d)", "G", "FCC_A1", 3, -2);
+    EXPECT_STREQ(s.m_pszBuffer, "G(FCC_A1,+3;-2)");
+    std::string longText(1000, 'x');
+    s.Format("<%s>", longText.c_str());
+    EXPECT_EQ(s.m_nLength, 1002);
+    EXPECT_EQ(std::string(s.m_pszBuffer), "<" + longText + ">");
+    s += s;  // appending to itself
+    EXPECT_EQ(s.m_nLength, 2004);
+    myCString t("abc");
+    t = t;
+    t = "";
+    EXPECT_EQ(t.m_nLength, 0);
+    EXPECT_STREQ(t.m_pszBuffer, "");
+    myCString empty;
+    ASSERT_NE(empty.m_pszBuffer, nullptr);
+}
+
+TEST(HostStrings, StringArrayGrowsAndAppends)
+{
+    myCStringArray a;
+    a.SetAtGrow(0, myCString("A"));
+    a.SetAtGrow(a.m_nSize, myCString("B"));
+    EXPECT_EQ(a.m_nSize, 2);
+    a.SetAtGrow(4, myCString("E"));
+    EXPECT_EQ(a.m_nSize, 5);
+    EXPECT_STREQ(a[1].m_pszBuffer, "B");
+    EXPECT_STREQ(a[2].m_pszBuffer, "");
+    EXPECT_STREQ(a[4].m_pszBuffer, "E");
+    for (int i = 0; i < 100; ++i) a.SetAtGrow(a.m_nSize, a[0]);  // source inside the array while it grows
+    EXPECT_EQ(a.m_nSize, 105);
+    EXPECT_STREQ(a[104].m_pszBuffer, "A");
+}
+
+TEST(HostStrings, CaseInsensitiveComparison)
+{
+    EXPECT_EQ(my_stricmp("fcc_a1", "FCC_A1"), 0);
+    EXPECT_EQ(my_stricmp("Hcp_A3", "hcp_a3"), 0);
+    EXPECT_NE(my_stricmp("BMAG", "BMAGN"), 0);
+    EXPECT_NE(my_stricmp("A", "B"), 0);
+    EXPECT_LT(my_stricmp("a", "B"), 0);
+}
+
+TEST(HostParser, WordsDelimitersAndFailures)
+{
+    myStringParser parser;
+    myCString w;
+    char text[] = "  FE ,NI:VA%  ";
+    char* p = text;
+    ASSERT_TRUE(parser.CopyWord(w, p, " %,:\n \t", 20, false, false));
+    EXPECT_STREQ(w.m_pszBuffer, "FE");
+    EXPECT_EQ(myStringParser::LastDelim, ',');
+    ASSERT_TRUE(parser.CopyWord(w, p, " %,:\n \t", 20, false, false));
+    EXPECT_STREQ(w.m_pszBuffer, "NI");
+    EXPECT_EQ(myStringParser::LastDelim, ':');
+    ASSERT_TRUE(parser.CopyWord(w, p, " %,:\n \t", 20, false, false));
+    EXPECT_STREQ(w.m_pszBuffer, "VA");
+    EXPECT_EQ(myStringParser::LastDelim, '%');
+    EXPECT_EQ(*p, 0);  // trailing blanks after the delimiter are consumed
+    EXPECT_FALSE(parser.CopyWord(w, p, " %,:\n \t", 20, false, false));
+
+    char end[] = "CR";
+    p = end;
+    ASSERT_TRUE(parser.CopyWord(w, p, ",:", 20, false, false));
+    EXPECT_EQ(myStringParser::LastDelim, 0);
+
+    char longWord[] = "ABCDEFGHIJKLMNOPQRSTU:VA";  // 21 characters
+    p = longWord;
+    EXPECT_FALSE(parser.CopyWord(w, p, ":", 20, false, false));
+    EXPECT_EQ(p, longWord);
+
+    char empty[] = ",X";
+    p = empty;
+    EXPECT_FALSE(parser.CopyWord(w, p, ",", 20, false, false));
+    EXPECT_TRUE(parser.CopyWord(w, p, ",", 20, true, true));
+
+    char lower[] = "fe";
+    p = lower;
+    ASSERT_TRUE(parser.CopyWord(w, p, ",", 20, true, false));
+    EXPECT_STREQ(w.m_pszBuffer, "FE");
+}
+
+TEST(HostApp, MessagesAreKeptInOrder)
+{
+    CVx_coreApp app;
+    myCString a("first"), b;
+    b.Format("second %d", 2);
+    app.WriteOut(a, 1, 1);
+    app.WriteOut(b, 0, 0);
+    ASSERT_EQ(app.m_Messages.size(), 2u);
+    EXPECT_EQ(app.m_Messages[0].text, "first");
+    EXPECT_EQ(app.m_Messages[1].text, "second 2");
+    EXPECT_EQ(app.m_Messages[0].flag1, 1u);
+    EXPECT_EQ(app.AllText(), "firstsecond 2");
+    EXPECT_STREQ(a.m_pszBuffer, "first");  // the caller keeps its text
+}
+
+}  // namespace
