@@ -94,6 +94,26 @@ int TThermFkt::Calc(int nDeriv, double dFactor)
     // non-regular at another level takes the ternary form with w = 0).
     const Family fam = d->m_bRegular == 0 ? kTernary : (k == 0 ? kR0 : (k == 1 ? kR1 : kRk));
 
+    // First derivative of the composition factor for entry e and of its
+    // temperature weight, for a Redlich-Kister power kk (the cross terms of the
+    // second derivatives use the stored order, the gradient the effective one).
+    auto dFactor_dy = [&](int e, int kk) {
+        switch (fam) {
+        case kR0: return P / *y[e];
+        case kR1: return delta(e) * P + (P / *y[e]) * d1;
+        case kRk: return (P / *y[e]) * Pot(d1, kk) + kk * Pot(d1, kk - 1) * P * delta(e);
+        default: return (P / *y[e]) * w + P * eps(e);
+        }
+    };
+    auto tWeight = [&](int kk) {
+        switch (fam) {
+        case kR0: return P;
+        case kR1: return d1 * P;
+        case kRk: return Pot(d1, kk) * P;
+        default: return w * P;
+        }
+    };
+
     const double G0 = m_dValue;  // second derivatives use G before the sign rule
     int kEff = k;
     if (fam == kRk && k >= 8 && m_pGibbs != nullptr && m_pGibbs->m_bShiftedOrders) {
@@ -142,25 +162,13 @@ int TThermFkt::Calc(int nDeriv, double dFactor)
                     }
                 }
             }
-            double s;
             for (int e = 0; e < n; ++e) {
                 if (a[e] < 0) continue;
-                double c;
-                switch (fam) {
-                case kR0: c = P / *y[e]; break;
-                case kR1: c = delta(e) * P + (P / *y[e]) * d1; break;
-                case kRk: c = (P / *y[e]) * Pot(d1, k) + k * Pot(d1, k - 1) * P * delta(e); break;
-                default: c = (P / *y[e]) * w + P * eps(e); break;
-                }
+                const double c = dFactor_dy(e, k);
                 H(a[e], T) += c * GT;
                 H(T, a[e]) += c * GT;
             }
-            switch (fam) {
-            case kR0: s = P; break;
-            case kR1: s = d1 * P; break;
-            case kRk: s = Pot(d1, k) * P; break;
-            default: s = w * P; break;
-            }
+            const double s = tWeight(k);
             H(T, T) += s * m_dValueTT;
             H(T + 1, T + 1) += s * m_dValueTTT;
         } else if (nType == 5) {
@@ -170,24 +178,12 @@ int TThermFkt::Calc(int nDeriv, double dFactor)
     }
     if (nDeriv == 1 || nDeriv == 2) {
         const double G = m_dValue;  // after the sign rule
-        double t;
-        switch (fam) {
-        case kR0: t = P; break;
-        case kR1: t = d1 * P; break;
-        case kRk: t = Pot(d1, kEff) * P; break;
-        default: t = w * P; break;
-        }
+        const double t = tWeight(kEff);
         if (bYDerivs) {
             myCArray<double, double>& grad = *tg.pGrad;
             for (int e = 0; e < n; ++e) {
                 if (a[e] < 0) continue;
-                double g;
-                switch (fam) {
-                case kR0: g = P / *y[e]; break;
-                case kR1: g = delta(e) * P + (P / *y[e]) * d1; break;
-                case kRk: g = (P / *y[e]) * Pot(d1, kEff) + kEff * Pot(d1, kEff - 1) * P * delta(e); break;
-                default: g = (P / *y[e]) * w + P * eps(e); break;
-                }
+                const double g = dFactor_dy(e, kEff);
                 grad.ElementAt(a[e]) += g * G;
             }
             grad.ElementAt(T) += t * m_dValueT;
