@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -34,7 +35,14 @@ void myCString::Reserve(int nChars)
 void myCString::Append(const char* psz, int nLen)
 {
     if (nLen <= 0) return;
-    Reserve(m_nLength + nLen);
+    if (m_nCapacity > 0 && psz >= m_pszBuffer && psz < m_pszBuffer + m_nCapacity) {
+        // appending a part of ourselves: the block may move when it grows
+        ptrdiff_t nOffset = psz - m_pszBuffer;
+        Reserve(m_nLength + nLen);
+        psz = m_pszBuffer + nOffset;
+    } else {
+        Reserve(m_nLength + nLen);
+    }
     std::memmove(m_pszBuffer + m_nLength, psz, static_cast<size_t>(nLen));
     m_nLength += nLen;
     m_pszBuffer[m_nLength] = 0;
