@@ -1,0 +1,128 @@
+// Gibbs energy of one phase of a loaded database, with its derivatives in the
+// site fractions and temperature, and the molar quantities per mole of atoms.
+//
+// Model (per mole of formula units of the phase):
+//   G = sum of the Gibbs-energy parameters (type "G"/"L", weighted by the kernel)
+//     + R*T * sum_s a_s sum_i y_si*ln(y_si)           (vacancies included)
+//     + R*T * ln(beta' + 1) * g(T / TC')              (magnetic phases only)
+// with R = PhaseEvaluator::kGasConstant for both the ideal and the magnetic
+// term; TC and beta are the sums of the TC and BMAGN parameters, divided by the
+// phase's antiferromagnetic factor where they are negative.
+//
+// Per mole of atoms: N = sum_s a_s sum_{i != VA} y_si * (atoms of species i),
+// GM = G/N, SM = -dGM/dT, HM = GM + T*SM, CPM = -T*d2GM/dT2.
+//
+// Site fractions of zero.  The kernel's parameter derivatives divide the
+// site-fraction product by single fractions, so for the parameter terms every
+// fraction below kSiteFractionFloor is raised to it: the quotient then stays
+// exact to rounding and the values change by about kSiteFractionFloor * G.
+// The ideal-mixing value uses the exact fractions (0*ln 0 = 0); its
+// derivatives R*T*a_s*(ln y + 1) and R*T*a_s/y use the raised fraction, so
+// that they stay finite (large, as the true limits are infinite).
+//
+// Which functions count: those of the regular set with type code 0 (G and
+// interaction parameters) into G, 10 (TC) and 20 (BMAGN) into the magnetic
+// sums when the phase has a magnetic model.  Interaction parameters of the
+// kernel's type 1 carry a value without derivatives and do-set parameters
+// belong to the ordered-phase model; neither is part of this model and both
+// are left out.
+//
+// Calling order: setTemperature(T, P) runs the kernel's temperature step (power
+// table, symbol functions, the phase's parameter list); evaluate() then takes
+// any number of compositions at that temperature.  setTemperature must be
+// called again whenever another evaluator (or anything else) has run a
+// temperature step in between, since the power table and the symbol values are
+// shared by the whole database.
+#ifndef HOST_PHASEEVALUATOR_H
+#define HOST_PHASEEVALUATOR_H
+
+#include <string>
+#include <vector>
+
+#include "thermfunctions/TMagnFkt.h"
+
+class ThermDatabase;
+class CVxGibbs;
+class CVxPhase;
+class TThermFktMgr;
+
+//! Results of one composition at one temperature and pressure.
+struct PhaseProperties
+{
+    double T = 0.0;       //!< temperature [K]
+    double P = 0.0;       //!< pressure [Pa]
+    double G = 0.0;       //!< Gibbs energy [J per mole of formula units]
+    double dG_dT = 0.0;   //!< dG/dT [J/K per mole of formula units]          (order >= 1)
+    double d2G_dT2 = 0.0; //!< d2G/dT2 [J/K^2 per mole of formula units]      (order >= 2)
+    //! dG/dy per site-fraction variable, in the phase's variable order [J per mole of formula units] (order >= 1)
+    std::vector<double> dG_dy;
+    //! (n+1)x(n+1) second derivatives, row-major, variables then T last (order >= 2)
+    std::vector<double> hessian;
+    double atoms = 0.0;   //!< N: moles of atoms per mole of formula units
+    double GM = 0.0;      //!< Gibbs energy [J per mole of atoms]
+    double SM = 0.0;      //!< entropy [J/K per mole of atoms]                 (order >= 1)
+    double HM = 0.0;      //!< enthalpy [J per mole of atoms]                  (order >= 1)
+    double CPM = 0.0;     //!< heat capacity [J/K per mole of atoms]           (order >= 2)
+};
+
+class PhaseEvaluator
+{
+public:
+    //! Gas constant of the ideal-mixing and magnetic terms [J/(mol K)]
+    static constexpr double kGasConstant = 8.3145;
+    //! Site fractions below this are raised to it for the parameter terms only
+    static constexpr double kSiteFractionFloor = 1e-30;
+
+    // Binds to phase number phaseIndex of db (which must outlive the evaluator).
+    PhaseEvaluator(ThermDatabase& db, int phaseIndex);
+
+    //! False when the reader marked the phase not evaluable; why() gives the reason.
+    bool evaluable() const;
+    const std::string& why() const;
+
+    //! Number of site-fraction variables n (regular set).
+    int variableCount() const;
+    //! Sublattice and constituent name of variable i.
+    int variableSublattice(int i) const;
+    const char* variableName(int i) const;
+    //! Index of the variable for constituent name in sublattice s, -1 when absent.
+    int findVariable(int sublattice, const std::string& name) const;
+
+    // Temperature step: TK, symbol functions (on demand), the phase's list.
+    void setTemperature(double T, double P);
+
+    // One composition (y in variable order, n values) at the temperature of the
+    // last setTemperature.  order 0: G, GM; 1: also dG_dT, dG_dy, SM, HM;
+    // 2: also d2G_dT2, hessian, CPM; quantities above the requested order are
+    // set to NaN (the vectors are sized at every order).  Reuses out's
+    // vectors: once they have their size, nothing is allocated.  Returns false
+    // (with why()) for a phase that is not evaluable, a null y, an order
+    // outside 0..2, no temperature set yet, or a phase whose variables changed
+    // since the evaluator was built.
+    bool evaluate(const double* y, int order, PhaseProperties& out);
+
+private:
+    ThermDatabase& db_;
+    CVxPhase* phase_;       //!< the phase (owned by db_), null for an unknown index
+    CVxGibbs* gibbs_;       //!< its Gibbs model (constituent names and atoms)
+    TThermFktMgr* list_;    //!< its parameter list
+    int phaseIndex_;
+    int n_ = 0;             //!< number of site-fraction variables at construction
+    double T_ = 0.0, P_ = 0.0;
+    bool temperatureSet_ = false;
+    TMagnFkt magnetic_;
+    bool magneticModel_ = false;
+    //! divisor of negative TC and beta sums (the database's factor; 1 when it is 0)
+    double afm_ = -1.0;
+    std::vector<double> atomsPerVariable_;  //!< atoms of the species at each variable position
+    std::vector<double> sitesPerVariable_;  //!< site ratio of the sublattice of each variable
+    std::vector<int> sublatticeOfVariable_;
+    std::vector<int> constituentOfVariable_;  //!< Gibbs-model index of each variable
+    // Scratch of evaluate, sized in the constructor: ln of the raised site
+    // fractions (n), and over (y..., T) the gradients of TC' and beta', of g
+    // and of ln(beta' + 1) (n + 1 each).
+    std::vector<double> lnY_, dTC_, dBeta_, dg_, dLn_;
+    std::string why_;
+};
+
+#endif

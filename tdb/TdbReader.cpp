@@ -1,0 +1,1196 @@
+#include "TdbReader.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <unordered_map>
+
+#include "TdbExpression.h"
+#include "TdbKeywords.h"
+#include "TdbSource.h"
+#include "host/ThermDatabase.h"
+#include "host/my_stricmp.h"
+#include "thermfunctions/VxThermFunctions.h"
+
+namespace tdb {
+
+namespace {
+
+enum Keyword {
+    kElement,
+    kSpecies,
+    kFunction,
+    kParameter,
+    kPhase,
+    kConstituent,
+    kTypeDefinition,
+    kTemperatureLimits,
+    // bookkeeping commands: read and skipped
+    kDefineSystemDefault,
+    kDefaultCommand,
+    kDatabaseInfo,
+    kVersionDate,
+    kVersionData,
+    kReferenceFile,
+    kListOfReferences,
+    kAddReferences,
+    kAssessedSystems,
+    kZerovolumeSpecies,
+    kCase,
+    kEndcase,
+    kKeywordCount
+};
+
+const std::vector<std::string>& keywords()
+{
+    static const std::vector<std::string> k = {
+        "ELEMENT",         "SPECIES",          "FUNCTION",          "PARAMETER",     "PHASE",
+        "CONSTITUENT",     "TYPE_DEFINITION",  "TEMPERATURE_LIMITS", "DEFINE_SYSTEM_DEFAULT",
+        "DEFAULT_COMMAND", "DATABASE_INFO",    "VERSION_DATE",      "VERSION_DATA",  "REFERENCE_FILE",
+        "LIST_OF_REFERENCES", "ADD_REFERENCES", "ASSESSED_SYSTEMS", "ZEROVOLUME_SPECIES", "CASE", "ENDCASE"};
+    return k;
+}
+
+bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
+// Parameter types the kernel knows by code, with the source table they use.
+struct BuiltinType
+{
+    const char* keyword;
+    int code;
+    int sourceKind;
+};
+
+const BuiltinType kBuiltinTypes[] = {
+    {"G", 0, 1},   {"L", 0, 1},   {"TC", 10, 1}, {"BMAGN", 20, 1}, {"BM", 20, 1}, {"BMAG", 20, 1},
+    {"IS", 3, 1},  {"SE", 5, 1},  {"HMVA", 30, 1}, {"VS", 54, 1},  {"MQ", 50, 2}, {"MF", 51, 2},
+    {"DQ", 52, 2}, {"DF", 53, 2}, {"CR", 60, 2}};
+
+// User-named parameter types that are known not to enter the Gibbs energy
+// (volumes, transport and other physical properties); any other user-named
+// type may change G and makes its phase not evaluable.
+const char* const kPropertyTypes[] = {"V0", "VA", "VB", "VC", "VK", "RHO", "ELRS", "THCD", "VISC", "SIGM", "XI"};
+
+struct TypeDefinition
+{
+    enum class Kind { Magnetic, DisorderedPart, Other } kind = Kind::Other;
+    double afm = 0.0;       //!< antiferromagnetic factor
+    double p = 0.0;         //!< structure factor
+    std::string text;       //!< the declaration as written (for messages)
+    size_t offset = 0;
+};
+
+struct PhaseInfo
+{
+    std::string codes;      //!< type-code characters of the PHASE command
+    std::string suffix;     //!< text after ":" in the phase name
+    size_t offset = 0;      //!< where its PHASE command starts
+    bool constituents = false;
+};
+
+// A word of a command with where it starts.
+struct Word
+{
+    std::string text;
+    size_t offset;
+};
+
+class Builder
+{
+public:
+    //! Why a command's text could not be taken, and where.
+    struct Problem
+    {
+        size_t offset = 0;
+        std::string message;
+    };
+
+    Builder(const TdbSource& src, ThermDatabase& db, ReadReport& report)
+        : src_(src), text_(src.text()), db_(db), dm_(db.dataMgr), report_(report)
+    {
+    }
+
+    void run();
+
+private:
+    const TdbSource& src_;
+    const std::string& text_;
+    ThermDatabase& db_;
+    CVxDataMgr& dm_;
+    ReadReport& report_;
+
+    std::unordered_map<std::string, int> species_;  //!< upper name -> data-manager element index
+    std::unordered_map<std::string, int> symbols_;  //!< upper name -> symbol-list position
+    std::unordered_map<std::string, int> phases_;   //!< upper name -> index in db.phases
+    std::vector<PhaseInfo> phaseInfo_;
+    std::map<char, std::vector<TypeDefinition>> typeDefs_;
+    std::vector<std::string> symbolProblem_;         //!< per symbol: why it cannot be used ("" when fine)
+    std::vector<std::vector<int>> symbolRefs_;       //!< per symbol: the symbols its pieces refer to
+
+    // --- diagnostics ---
+    void report(Diagnostic::Severity sev, size_t offset, const std::string& command, const std::string& message)
+    {
+        Diagnostic d;
+        d.severity = sev;
+        d.file = src_.fileName();
+        src_.position(offset, d.line, d.column);
+        d.command = command;
+        d.message = message;
+        report_.diagnostics.push_back(std::move(d));
+    }
+    void error(size_t offset, const std::string& command, const std::string& message)
+    {
+        report(Diagnostic::Severity::Error, offset, command, message);
+    }
+    void warning(size_t offset, const std::string& command, const std::string& message)
+    {
+        report(Diagnostic::Severity::Warning, offset, command, message);
+    }
+
+    void notEvaluable(int phase, const std::string& why)
+    {
+        CVxPhase& ph = *db_.phases[static_cast<size_t>(phase)].phase;
+        if (ph.m_bEvaluable) {
+            ph.m_bEvaluable = 0;
+            ph.m_NotEvaluableWhy = why;
+        } else if (ph.m_NotEvaluableWhy.find(why) == std::string::npos && ph.m_NotEvaluableWhy.size() < 400) {
+            ph.m_NotEvaluableWhy += "; " + why;
+        }
+    }
+
+    // --- words ---
+    std::vector<Word> words(size_t begin, size_t end) const
+    {
+        std::vector<Word> out;
+        size_t i = begin;
+        while (i < end) {
+            while (i < end && isBlank(text_[i])) ++i;
+            if (i >= end) break;
+            size_t start = i;
+            while (i < end && !isBlank(text_[i])) ++i;
+            out.push_back(Word{text_.substr(start, i - start), start});
+        }
+        return out;
+    }
+    // Offset of the first non-blank character at or after i.
+    size_t skipBlanks(size_t i, size_t end) const
+    {
+        while (i < end && isBlank(text_[i])) ++i;
+        return i;
+    }
+    // End of the keyword (first word) of a command.
+    size_t afterWord(size_t i, size_t end) const
+    {
+        i = skipBlanks(i, end);
+        while (i < end && !isBlank(text_[i])) ++i;
+        return i;
+    }
+
+    static bool number(const std::string& s, double& value)
+    {
+        if (s.empty()) return false;
+        std::string t = s;
+        for (char& c : t)
+            if (c == 'D' || c == 'd') c = 'E';
+        // strtod would also take hex, "inf" and "nan", which are no database numbers
+        for (char c : t)
+            if (!(std::isdigit(static_cast<unsigned char>(c)) || c == '.' || c == 'E' || c == 'e' || c == '+' ||
+                  c == '-'))
+                return false;
+        char* endp = nullptr;
+        value = std::strtod(t.c_str(), &endp);
+        return endp && *endp == 0 && std::isfinite(value);
+    }
+
+    // A numeric prefix of text_ at i (sign, digits, point, exponent); its length, 0 when none.
+    size_t scanNumber(size_t i, size_t end, double& value) const
+    {
+        size_t j = i;
+        if (j < end && (text_[j] == '+' || text_[j] == '-')) ++j;
+        size_t digits = 0;
+        while (j < end && std::isdigit(static_cast<unsigned char>(text_[j]))) ++j, ++digits;
+        if (j < end && text_[j] == '.') {
+            ++j;
+            while (j < end && std::isdigit(static_cast<unsigned char>(text_[j]))) ++j, ++digits;
+        }
+        if (digits == 0) return 0;
+        if (j < end && (text_[j] == 'E' || text_[j] == 'e' || text_[j] == 'D' || text_[j] == 'd')) {
+            size_t k = j + 1;
+            if (k < end && (text_[k] == '+' || text_[k] == '-')) ++k;
+            if (k < end && std::isdigit(static_cast<unsigned char>(text_[k]))) {
+                while (k < end && std::isdigit(static_cast<unsigned char>(text_[k]))) ++k;
+                j = k;
+            }
+        }
+        if (!number(text_.substr(i, j - i), value)) return 0;
+        return j - i;
+    }
+
+    // --- commands ---
+    void element(const Command& c, size_t bodyBegin);
+    void speciesCommand(const Command& c, size_t bodyBegin);
+    std::string functionName(const Command& c, size_t bodyBegin, size_t& nameEnd);
+    bool functionBody(const Command& c, size_t bodyBegin, Problem& problem);
+    void typeDefinition(const Command& c, size_t bodyBegin);
+    void phase(const Command& c, size_t bodyBegin);
+    void constituent(const Command& c, size_t bodyBegin);
+    void parameter(const Command& c, size_t bodyBegin);
+    void temperatureLimits(const Command& c, size_t bodyBegin);
+    void applyTypeDefinitions();
+    void propagateSymbolProblems();
+    void bind();
+
+    // Temperature ranges "T0 expr; T1 Y expr; T2 N ref" into pieces; false with problem.
+    bool ranges(size_t begin, size_t end, int symbolList, bool foldConstants,
+                std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<int>& refs, Problem& problem);
+    // ranges() as written; when that fails, once more with constant-valued functions
+    // taken as numbers, which lets "-7*UNTIER*LLIQ3" (UNTIER = 1/3) fit the term model.
+    bool readRanges(size_t begin, size_t end, int symbolList, std::vector<std::unique_ptr<TThermTPolynom>>& pieces,
+                    std::vector<int>& refs, Problem& problem);
+    // The value of a function made of one constant range that covers the database's limits.
+    bool constantValue(const std::vector<std::unique_ptr<TThermTPolynom>>& pieces, double& value) const;
+    std::unordered_map<std::string, double> constants_;  //!< functions known to be constant
+    // A temperature limit at i: a number, or a run of "," for the default.
+    bool limit(size_t& i, size_t end, double defaultValue, double& value);
+};
+
+void Builder::temperatureLimits(const Command& c, size_t bodyBegin)
+{
+    std::vector<Word> w = words(bodyBegin, c.end);
+    double lo = 0, hi = 0;
+    if (w.size() < 2 || !number(w[0].text, lo) || !number(w[1].text, hi) || !(lo < hi) || lo <= 0.0) {
+        error(c.begin, "TEMPERATURE_LIMITS", "expected a lower and a higher temperature limit in kelvin");
+        return;
+    }
+    db_.defaultTLow = lo;
+    db_.defaultTHigh = hi;
+}
+
+void Builder::element(const Command& c, size_t bodyBegin)
+{
+    std::vector<Word> w = words(bodyBegin, c.end);
+    if (w.empty()) {
+        error(c.begin, "ELEMENT", "expected an element name");
+        return;
+    }
+    std::string name = upper(w[0].text);
+    const std::string cmd = "ELEMENT " + name;
+    if (name.size() >= sizeof(TDMGRElementData::m_szElementName)) {
+        error(w[0].offset, cmd, "element name longer than 31 characters");
+        return;
+    }
+    if (species_.count(name)) {
+        warning(w[0].offset, cmd, "element defined again; the first definition is kept");
+        return;
+    }
+    TDMGRElementData e;
+    std::memset(&e, 0, sizeof e);
+    std::snprintf(e.m_szElementName, sizeof e.m_szElementName, "%s", name.c_str());
+    if (w.size() > 1) std::snprintf(e.m_szReference, sizeof e.m_szReference, "%s", upper(w[1].text).c_str());
+    double* fields[] = {&e.m_dMass, &e.m_dH298, &e.m_dS298};
+    for (size_t k = 0; k < 3 && k + 2 < w.size(); ++k)
+        if (!number(w[k + 2].text, *fields[k])) {
+            error(w[k + 2].offset, cmd, "malformed number '" + w[k + 2].text + "'");
+            return;
+        }
+    // vacancies and the electron carry no atoms
+    e.m_dAtoms = (name == "VA" || name == "/-") ? 0.0 : 1.0;
+    e.m_nCharge = name == "/-" ? -1 : 0;
+    species_[name] = dm_.AddElement(e);
+    ++report_.elements;
+}
+
+void Builder::speciesCommand(const Command& c, size_t bodyBegin)
+{
+    std::vector<Word> w = words(bodyBegin, c.end);
+    if (w.size() < 2) {
+        error(c.begin, "SPECIES", "expected a species name and its formula");
+        return;
+    }
+    std::string name = upper(w[0].text);
+    const std::string cmd = "SPECIES " + name;
+    if (name.size() >= sizeof(TDMGRElementData::m_szElementName)) {
+        error(w[0].offset, cmd, "species name longer than 31 characters");
+        return;
+    }
+    if (species_.count(name)) {
+        warning(w[0].offset, cmd, "species defined again; the first definition is kept");
+        return;
+    }
+    // formula: element names with optional amounts, then an optional charge "/+2"
+    std::string f = upper(w[1].text);
+    double atoms = 0.0;
+    int charge = 0;
+    size_t i = 0;
+    while (i < f.size()) {
+        if (f[i] == '/') {
+            std::string q = f.substr(i + 1);
+            double v = 0;
+            if (q == "-" || q == "+")
+                v = q == "-" ? -1 : 1;
+            else if (!number(q, v)) {
+                error(w[1].offset + i, cmd, "malformed charge '" + f.substr(i) + "' in the formula");
+                return;
+            }
+            charge = static_cast<int>(v);
+            break;
+        }
+        std::string el;
+        for (size_t len : {size_t(2), size_t(1)}) {
+            if (i + len <= f.size() && species_.count(f.substr(i, len)) &&
+                dm_.m_ElementArray[species_[f.substr(i, len)]].m_bIsSpecies == 0) {
+                el = f.substr(i, len);
+                break;
+            }
+        }
+        if (el.empty()) {
+            error(w[1].offset + i, cmd, "unknown element at '" + f.substr(i) + "' in the formula");
+            return;
+        }
+        i += el.size();
+        size_t j = i;
+        while (j < f.size() && (std::isdigit(static_cast<unsigned char>(f[j])) || f[j] == '.')) ++j;
+        double amount = 1.0;
+        if (j > i && !number(f.substr(i, j - i), amount)) {
+            error(w[1].offset + i, cmd, "malformed amount '" + f.substr(i, j - i) + "' in the formula");
+            return;
+        }
+        i = j;
+        if (el != "VA" && el != "/-") atoms += amount;
+    }
+    TDMGRElementData e;
+    std::memset(&e, 0, sizeof e);
+    std::snprintf(e.m_szElementName, sizeof e.m_szElementName, "%s", name.c_str());
+    e.m_dAtoms = atoms;
+    e.m_bIsSpecies = 1;
+    e.m_nCharge = charge;
+    species_[name] = dm_.AddElement(e);
+    ++report_.species;
+}
+
+std::string Builder::functionName(const Command& c, size_t bodyBegin, size_t& nameEnd)
+{
+    size_t i = skipBlanks(bodyBegin, c.end);
+    size_t start = i;
+    while (i < c.end && !isBlank(text_[i])) ++i;
+    nameEnd = i;
+    return upper(text_.substr(start, i - start));
+}
+
+bool Builder::limit(size_t& i, size_t end, double defaultValue, double& value)
+{
+    i = skipBlanks(i, end);
+    if (i < end && text_[i] == ',') {
+        while (i < end && (text_[i] == ',' || isBlank(text_[i]))) ++i;
+        value = defaultValue;
+        return true;
+    }
+    size_t n = scanNumber(i, end, value);
+    if (n == 0) return false;
+    i += n;
+    return true;
+}
+
+bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstants,
+                     std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<int>& refs, Problem& problem)
+{
+    ExpressionParser parser(text_, [this, foldConstants](const std::string& name) {
+        ExpressionParser::Symbol sym;
+        auto it = symbols_.find(name);
+        if (it == symbols_.end()) return sym;
+        sym.index = it->second;
+        if (foldConstants) {
+            auto c = constants_.find(name);
+            if (c != constants_.end()) {
+                sym.constant = true;
+                sym.value = c->second;
+            }
+        }
+        return sym;
+    });
+    pieces.clear();
+    refs.clear();
+    size_t i = skipBlanks(begin, end);
+    double low = 0.0;
+    if (!limit(i, end, db_.defaultTLow, low)) {
+        problem = {i, "expected the lower temperature limit"};
+        return false;
+    }
+    for (;;) {
+        size_t semicolon = text_.find(';', i);
+        if (semicolon == std::string::npos || semicolon >= end) {
+            problem = {skipBlanks(i, end), "missing ';' after the expression"};
+            return false;
+        }
+        auto piece = std::make_unique<TThermTPolynom>();
+        piece->m_nSymbolList = symbolList;
+        ExpressionError e;
+        if (!parser.parse(i, semicolon, *piece, refs, e)) {
+            problem = {e.offset, e.message};
+            return false;
+        }
+        size_t j = semicolon + 1;
+        double high = 0.0;
+        if (!limit(j, end, db_.defaultTHigh, high)) {
+            problem = {j, "expected the upper temperature limit after ';'"};
+            return false;
+        }
+        if (!(high > low)) {
+            problem = {semicolon + 1, "the upper temperature limit is not above the lower one"};
+            return false;
+        }
+        piece->m_dTLow = low;
+        piece->m_dTHigh = high;
+        pieces.push_back(std::move(piece));
+        j = skipBlanks(j, end);
+        if (j >= end) return true;  // "N" left out at the end of the command
+        char yn = static_cast<char>(std::toupper(static_cast<unsigned char>(text_[j])));
+        if (yn == 'N') return true;  // the rest is the reference
+        if (yn == 'Y') {
+            i = j + 1;
+            low = high;
+            continue;
+        }
+        problem = {j, "expected Y (another range follows) or N (last range) after the upper temperature limit"};
+        return false;
+    }
+}
+
+bool Builder::readRanges(size_t begin, size_t end, int symbolList,
+                         std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<int>& refs,
+                         Problem& problem)
+{
+    if (ranges(begin, end, symbolList, false, pieces, refs, problem)) return true;
+    Problem second;
+    return !constants_.empty() && ranges(begin, end, symbolList, true, pieces, refs, second);
+}
+
+bool Builder::constantValue(const std::vector<std::unique_ptr<TThermTPolynom>>& pieces, double& value) const
+{
+    if (pieces.size() != 1) return false;
+    const TThermTPolynom& p = *pieces.front();
+    if (p.m_dTLow > db_.defaultTLow || p.m_dTHigh < db_.defaultTHigh) return false;
+    if (p.m_dB != 0.0 || p.m_dC != 0.0 || p.m_nSymbolTerms != 0 || p.m_bRTLnTerm || p.m_bLnTerm || p.m_bExpTerm ||
+        p.m_bPressureTerms)
+        return false;
+    for (int i = 0; i < p.m_nPowerTerms; ++i)
+        if (p.m_adPowerCoef[i] != 0.0) return false;
+    value = p.m_dA;
+    return true;
+}
+
+bool Builder::functionBody(const Command& c, size_t bodyBegin, Problem& problem)
+{
+    size_t nameEnd = 0;
+    std::string name = functionName(c, bodyBegin, nameEnd);
+    int index = symbols_.at(name);
+    std::vector<std::unique_ptr<TThermTPolynom>> pieces;
+    std::vector<int> refs;
+    if (!readRanges(nameEnd, c.end, 1, pieces, refs, problem)) return false;
+    double value = 0.0;
+    if (constantValue(pieces, value)) constants_[name] = value;
+    TThermFkt* f = dm_.GetSymbolFktMgr()->m_FktArray[index];
+    for (auto& p : pieces) f->AddPolynom(p.release());
+    symbolRefs_[static_cast<size_t>(index)] = refs;
+    ++report_.functions;
+    return true;
+}
+
+// A function is unusable when it could not be read or refers to one that is.
+void Builder::propagateSymbolProblems()
+{
+    bool changed = true;
+    while (changed) {
+        changed = false;
+        for (size_t s = 0; s < symbolRefs_.size(); ++s) {
+            if (!symbolProblem_[s].empty()) continue;
+            for (int r : symbolRefs_[s])
+                if (!symbolProblem_[static_cast<size_t>(r)].empty()) {
+                    symbolProblem_[s] = symbolProblem_[static_cast<size_t>(r)];
+                    changed = true;
+                    break;
+                }
+        }
+    }
+}
+
+void Builder::typeDefinition(const Command& c, size_t bodyBegin)
+{
+    std::vector<Word> w = words(bodyBegin, c.end);
+    const std::string cmd = "TYPE_DEFINITION";
+    if (w.empty() || w[0].text.size() != 1) {
+        error(c.begin, cmd, "expected a one-character type code");
+        return;
+    }
+    char code = w[0].text[0];
+    TypeDefinition def;
+    def.offset = w[0].offset;
+    def.text = text_.substr(w[0].offset, c.end - w[0].offset);
+    while (!def.text.empty() && isBlank(def.text.back())) def.text.pop_back();
+    std::vector<std::string> u;
+    for (size_t k = 1; k < w.size(); ++k) {
+        std::string t = upper(w[k].text);
+        while (!t.empty() && t.back() == ',') t.pop_back();  // "0.280," and "FCC_A1,,,"
+        u.push_back(t);
+    }
+    if (!u.empty() && abbreviates(u[0], "SEQUENTIAL")) return;  // sequential naming of phases: nothing to model
+    if (u.size() >= 4 && u[0] == "GES" && abbreviates(u[1], "AMEND_PHASE_DESCRIPTION")) {
+        const std::string& what = u[3];
+        if (abbreviates(what, "MAGNETIC")) {
+            if (u.size() < 6 || !number(u[4], def.afm) || !number(u[5], def.p) || !(def.p > 0.0 && def.p <= 1.0)) {
+                error(w[0].offset, cmd, "expected MAGNETIC with the antiferromagnetic factor and a structure factor "
+                                        "p in (0, 1]");
+                return;
+            }
+            def.kind = TypeDefinition::Kind::Magnetic;
+        } else if (abbreviates(what, "DIS_PART") || abbreviates(what, "DISORDERED_PART")) {
+            def.kind = TypeDefinition::Kind::DisorderedPart;
+        }
+    }
+    typeDefs_[code].push_back(def);
+}
+
+void Builder::phase(const Command& c, size_t bodyBegin)
+{
+    std::vector<Word> w = words(bodyBegin, c.end);
+    if (w.empty()) {
+        error(c.begin, "PHASE", "expected a phase name");
+        return;
+    }
+    std::string full = upper(w[0].text);
+    std::string name = full.substr(0, full.find(':'));
+    std::string suffix = full.find(':') == std::string::npos ? "" : full.substr(full.find(':') + 1);
+    const std::string cmd = "PHASE " + name;
+    if (name.empty() || name.size() > 31) {
+        error(w[0].offset, cmd, "a phase name must have 1 to 31 characters");
+        return;
+    }
+    if (phases_.count(name)) {
+        error(w[0].offset, cmd, "phase defined twice; the second definition is skipped");
+        return;
+    }
+    if (w.size() < 3) {
+        error(w[0].offset, cmd, "expected the type codes, the number of sublattices and the site ratios");
+        return;
+    }
+    double dn = 0;
+    if (!number(w[2].text, dn) || dn != std::floor(dn) || dn < 1) {
+        error(w[2].offset, cmd, "expected the number of sublattices, a whole number of at least 1");
+        return;
+    }
+    int n = static_cast<int>(dn);
+    if (n > 8) {
+        error(w[2].offset, cmd, "more than 8 sublattices");
+        return;
+    }
+    if (static_cast<int>(w.size()) != 3 + n) {
+        error(w[2].offset, cmd, "expected " + std::to_string(n) + " site ratios, found " +
+                                    std::to_string(static_cast<int>(w.size()) - 3));
+        return;
+    }
+    std::vector<double> sites;
+    for (int s = 0; s < n; ++s) {
+        double a = 0;
+        if (!number(w[static_cast<size_t>(3 + s)].text, a) || !(a > 0.0)) {
+            error(w[static_cast<size_t>(3 + s)].offset, cmd, "expected a positive site ratio, found '" +
+                                                                 w[static_cast<size_t>(3 + s)].text + "'");
+            return;
+        }
+        sites.push_back(a);
+    }
+    ThermDatabase::PhaseRecord& rec = db_.addPhase(name);
+    for (double a : sites) rec.phase->AddSublattice(a);
+    rec.phase->m_TypeCodes = w[1].text;
+    phases_[name] = static_cast<int>(db_.phases.size()) - 1;
+    PhaseInfo info;
+    info.codes = w[1].text;
+    info.suffix = suffix;
+    info.offset = c.begin;
+    phaseInfo_.push_back(info);
+    ++report_.phases;
+}
+
+void Builder::constituent(const Command& c, size_t bodyBegin)
+{
+    size_t i = skipBlanks(bodyBegin, c.end);
+    size_t start = i;
+    while (i < c.end && !isBlank(text_[i])) ++i;  // "LIQUID:L": the suffix is a code, not the name
+    std::string full = upper(text_.substr(start, i - start));
+    std::string name = full.substr(0, full.find(':'));
+    const std::string cmd = "CONSTITUENT " + name;
+    auto it = phases_.find(name);
+    if (it == phases_.end()) {
+        error(start, cmd, "unknown phase '" + name + "' (no PHASE command before it)");
+        return;
+    }
+    int p = it->second;
+    PhaseInfo& info = phaseInfo_[static_cast<size_t>(p)];
+    if (info.constituents) {
+        error(start, cmd, "constituents given twice; the second CONSTITUENT command is skipped");
+        return;
+    }
+    ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(p)];
+    // ":A,B%:C:" -> sublattices between the colons
+    std::vector<std::vector<Word>> subl;
+    size_t j = skipBlanks(i, c.end);
+    if (j < c.end && text_[j] == ':') ++j;
+    std::vector<Word> current;
+    std::string word;
+    size_t wordAt = 0;
+    auto flush = [&]() {
+        if (!word.empty()) current.push_back(Word{word, wordAt});
+        word.clear();
+    };
+    bool closed = false;
+    for (; j < c.end; ++j) {
+        char ch = text_[j];
+        if (ch == ':') {
+            flush();
+            subl.push_back(current);
+            current.clear();
+            closed = true;
+        } else if (ch == ',' || isBlank(ch)) {
+            flush();
+        } else if (ch != '%') {
+            if (word.empty()) wordAt = j;
+            word += static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+            closed = false;
+        }
+    }
+    flush();
+    if (!current.empty() || !closed) subl.push_back(current);
+    int n = rec.phase->m_nSublatticeCount;
+    if (static_cast<int>(subl.size()) != n) {
+        error(start, cmd, "phase " + name + " has " + std::to_string(n) + " sublattices, the command gives " +
+                              std::to_string(subl.size()));
+        notEvaluable(p, "its constituents could not be read");
+        return;
+    }
+    bool ok = true;
+    for (int s = 0; s < n; ++s) {
+        if (subl[static_cast<size_t>(s)].empty()) {
+            error(start, cmd, "sublattice " + std::to_string(s + 1) + " has no constituent");
+            ok = false;
+        }
+        for (const Word& cw : subl[static_cast<size_t>(s)]) {
+            auto sp = species_.find(cw.text);
+            if (sp == species_.end()) {
+                error(cw.offset, cmd, "unknown constituent '" + cw.text + "' (no ELEMENT or SPECIES command)");
+                ok = false;
+                continue;
+            }
+            int g = rec.gibbs->AddElement(dm_.m_ElementArray[sp->second]);
+            if (rec.phase->Is(s, g) || rec.phase->AddConstituent(s, g) < 0) {
+                warning(cw.offset, cmd, "constituent '" + cw.text + "' given twice in one sublattice");
+            }
+        }
+    }
+    info.constituents = true;
+    if (!ok) notEvaluable(p, "its constituents could not be read");
+}
+
+void Builder::applyTypeDefinitions()
+{
+    for (size_t p = 0; p < db_.phases.size(); ++p) {
+        CVxPhase& ph = *db_.phases[p].phase;
+        const PhaseInfo& info = phaseInfo_[p];
+        std::string name = ph.m_szPhaseName;
+        const std::string cmd = "PHASE " + name;
+        if (!info.constituents) {
+            error(info.offset, cmd, "no CONSTITUENT command for this phase");
+            notEvaluable(static_cast<int>(p), "no constituents");
+        }
+        if (info.suffix.find('Y') != std::string::npos)
+            notEvaluable(static_cast<int>(p), "ionic liquid model (:Y) is not modelled");
+        if (info.suffix.find('G') != std::string::npos)
+            notEvaluable(static_cast<int>(p), "gas phase: the ideal-gas pressure term is not modelled");
+        for (char code : info.codes) {
+            auto it = typeDefs_.find(code);
+            if (it == typeDefs_.end()) continue;
+            for (const TypeDefinition& def : it->second) {
+                if (def.kind == TypeDefinition::Kind::Magnetic) {
+                    ph.m_dMagneticP = def.p;
+                    ph.m_dAFMFactor = def.afm;
+                } else if (def.kind == TypeDefinition::Kind::DisorderedPart) {
+                    notEvaluable(static_cast<int>(p), "order-disorder partitioning (" + def.text +
+                                                          ") is not modelled");
+                }
+            }
+        }
+    }
+}
+
+void Builder::parameter(const Command& c, size_t bodyBegin)
+{
+    // TYPE(PHASE[&SPECIES],CONSTITUENTS[;ORDER]) RANGES
+    size_t i = skipBlanks(bodyBegin, c.end);
+    size_t open = i;
+    while (open < c.end && text_[open] != '(' && !isBlank(text_[open])) ++open;
+    std::string type = upper(text_.substr(i, open - i));
+    size_t paren = skipBlanks(open, c.end);
+    if (type.empty() || paren >= c.end || text_[paren] != '(') {
+        error(i, "PARAMETER", "expected a parameter such as G(PHASE,CONSTITUENTS;ORDER)");
+        return;
+    }
+    size_t close = text_.find(')', paren);
+    if (close == std::string::npos || close >= c.end) {
+        error(paren, "PARAMETER " + type, "missing ')' after the constituents");
+        return;
+    }
+    std::string inner;
+    for (size_t k = paren + 1; k < close; ++k)
+        if (!isBlank(text_[k])) inner += static_cast<char>(std::toupper(static_cast<unsigned char>(text_[k])));
+    const std::string cmd = "PARAMETER " + type + "(" + inner + ")";
+    size_t comma = inner.find(',');
+    std::string phasePart = inner.substr(0, std::min(comma, inner.find(';')));
+    std::string rest = comma == std::string::npos ? "" : inner.substr(comma + 1);
+    std::string orderText;
+    size_t semi = rest.find(';');
+    if (comma == std::string::npos) {
+        size_t s2 = inner.find(';');
+        if (s2 != std::string::npos) orderText = inner.substr(s2 + 1);
+    } else if (semi != std::string::npos) {
+        orderText = rest.substr(semi + 1);
+        rest = rest.substr(0, semi);
+    }
+    std::string speciesName;
+    size_t amp = phasePart.find('&');
+    if (amp != std::string::npos) {
+        speciesName = phasePart.substr(amp + 1);
+        phasePart = phasePart.substr(0, amp);
+    }
+    std::string phaseName = phasePart.substr(0, phasePart.find(':'));
+    int order = 0;
+    if (!orderText.empty()) {
+        double v = 0;
+        if (!number(orderText, v) || v != std::floor(v) || v < 0 || v > 1000) {
+            error(paren, cmd, "expected a whole, non-negative order after ';', found '" + orderText + "'");
+            auto it = phases_.find(phaseName);
+            if (it != phases_.end()) notEvaluable(it->second, "a parameter could not be read");
+            return;
+        }
+        order = static_cast<int>(v);
+    }
+    auto pit = phases_.find(phaseName);
+    if (pit == phases_.end()) {
+        error(paren + 1, cmd, "parameter for unknown phase '" + phaseName + "'");
+        return;
+    }
+    int p = pit->second;
+    ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(p)];
+    auto fail = [&](size_t at, const std::string& why) {
+        error(at, cmd, why);
+        notEvaluable(p, "parameter " + type + "(" + inner + ") could not be read");
+    };
+    if (!phaseInfo_[static_cast<size_t>(p)].constituents) {
+        fail(paren + 1, "phase " + phaseName + " has no constituents");
+        return;
+    }
+
+    // type code, source table
+    int code = -1, kind = 1;
+    for (const BuiltinType& bt : kBuiltinTypes)
+        if (type == bt.keyword) {
+            code = bt.code;
+            kind = bt.sourceKind;
+        }
+    if (code < 0) {
+        if (type.size() >= 32) {
+            fail(i, "parameter type name longer than 31 characters");
+            return;
+        }
+        code = 10000 + dm_.AddTypeKeyword(type.c_str());
+        kind = 3;
+        bool property = false;
+        for (const char* t : kPropertyTypes) property = property || type == t;
+        if (!property)
+            notEvaluable(p, "parameter type " + type + " belongs to a model the kernel does not have");
+    } else if (code == 3 || code == 5) {
+        notEvaluable(p, "parameter type " + type + " needs phase quantities the evaluation does not set");
+    }
+    int speciesIndex = -1;
+    if (kind == 2) {
+        if (speciesName.empty()) {
+            fail(paren + 1, type + " needs the diffusing species after '&' (e.g. " + type + "(" + phaseName +
+                                "&FE,FE:VA;0))");
+            return;
+        }
+        auto sp = species_.find(speciesName);
+        if (sp == species_.end()) {
+            fail(paren + 1, "unknown species '" + speciesName + "' after '&'");
+            return;
+        }
+        speciesIndex = rec.gibbs->AddElement(dm_.m_ElementArray[sp->second]);
+    } else if (!speciesName.empty()) {
+        warning(paren + 1, cmd, "the species after '&' is not used by parameter type " + type);
+    }
+
+    // constituents, validated against the phase so that linking cannot fail
+    std::vector<std::vector<std::string>> subl(1);
+    for (char ch : rest) {
+        if (ch == ':')
+            subl.emplace_back();
+        else if (ch == ',')
+            subl.back().emplace_back();
+        else if (ch != '%') {
+            if (subl.back().empty()) subl.back().emplace_back();
+            subl.back().back() += ch;
+        }
+    }
+    const int n = rec.phase->m_nSublatticeCount;
+    bool usesConstituents = code != 5 && code != 54;
+    std::string normal;
+    int entries = 0, interacting = 0, maxPer = 0;
+    bool allWild = true;
+    if (usesConstituents) {
+        if (static_cast<int>(subl.size()) > 8) {
+            fail(paren + 1, "more than 8 sublattices");
+            return;
+        }
+        for (size_t s = 0; s < subl.size(); ++s) {
+            if (subl[s].empty()) {
+                fail(paren + 1, "sublattice " + std::to_string(s + 1) + " has no constituent");
+                return;
+            }
+            std::set<std::string> seen;
+            for (const std::string& name : subl[s]) {
+                if (name.empty()) {
+                    fail(paren + 1, "empty constituent name in sublattice " + std::to_string(s + 1));
+                    return;
+                }
+                if (!seen.insert(name).second) {
+                    fail(paren + 1, "constituent '" + name + "' given twice in sublattice " + std::to_string(s + 1));
+                    return;
+                }
+                if (name[0] != '*') allWild = false;
+            }
+            entries += static_cast<int>(subl[s].size());
+            if (subl[s].size() >= 2) ++interacting;
+            maxPer = std::max(maxPer, static_cast<int>(subl[s].size()));
+        }
+        if (static_cast<int>(subl.size()) != n && !(allWild && static_cast<int>(subl.size()) < n)) {
+            fail(paren + 1, "phase " + phaseName + " has " + std::to_string(n) + " sublattices, the parameter gives " +
+                                std::to_string(subl.size()));
+            return;
+        }
+        if (entries > 10) {
+            fail(paren + 1, "more than 10 constituents in one parameter");
+            return;
+        }
+        if (interacting > 3) {
+            fail(paren + 1, "more than 3 sublattices with interacting constituents");
+            return;
+        }
+        if (maxPer == 3 && order > 2) {
+            fail(paren + 1, "a ternary interaction has the orders 0, 1 and 2 only");
+            return;
+        }
+        if (maxPer == 2 && interacting >= 2 && (order > 2 || (interacting == 3 && order > 0))) {
+            // the kernel weights a reciprocal parameter by the differences of the first two
+            // interacting sublattices for orders 1 and 2 only
+            fail(paren + 1, "a reciprocal parameter of this order is not in the model");
+            return;
+        }
+        if (maxPer > 3 && order > 0) {
+            fail(paren + 1, "an interaction of more than three constituents in one sublattice has order 0 only");
+            return;
+        }
+        for (size_t s = 0; s < subl.size(); ++s) {
+            if (s) normal += ':';
+            for (size_t k = 0; k < subl[s].size(); ++k) {
+                const std::string& name = subl[s][k];
+                if (k) normal += ',';
+                if (name[0] == '*') {
+                    normal += '*';
+                    continue;
+                }
+                normal += name;
+                auto sp = species_.find(name);
+                if (sp == species_.end()) {
+                    fail(paren + 1, "unknown constituent '" + name + "' (no ELEMENT or SPECIES command)");
+                    return;
+                }
+                int g = rec.gibbs->GetElementIndex(name.c_str());
+                if (g < 0 || !rec.phase->Is(static_cast<int>(s), g)) {
+                    // its site fraction is zero in this phase for good, so the parameter adds exactly nothing
+                    warning(paren + 1, cmd, "'" + name + "' is not a constituent of sublattice " +
+                                                std::to_string(s + 1) + " of phase " + phaseName +
+                                                "; the parameter is ignored");
+                    return;
+                }
+            }
+        }
+    }
+
+    std::vector<std::unique_ptr<TThermTPolynom>> pieces;
+    std::vector<int> refs;
+    Problem problem;
+    if (!readRanges(close + 1, c.end, kind, pieces, refs, problem)) {
+        fail(problem.offset, problem.message);
+        return;
+    }
+    for (int r : refs)
+        if (!symbolProblem_[static_cast<size_t>(r)].empty()) {
+            fail(paren + 1, "uses a function that cannot be evaluated: " + symbolProblem_[static_cast<size_t>(r)]);
+            return;
+        }
+
+    TThermFktData* data = new TThermFktData;
+    data->m_nSourceKind = kind;
+    data->m_nFktType = code;
+    data->m_nOrder = order;
+    data->m_nSpeciesIndex = speciesIndex;
+    data->m_nSourceIndex = dm_.AddSourceText(kind, normal.c_str());
+    int dataIndex = dm_.AddFktData(data);
+    TThermFkt* f = new TThermFkt(data);
+    f->m_nFktDataIndex = dataIndex;
+    f->m_pDataMgr = &dm_;
+    f->m_pSymbolMgr = dm_.GetSymbolFktMgr();
+    for (auto& piece : pieces) f->AddPolynom(piece.release());
+    rec.functions->AddFunction(f);
+    ++report_.parameters;
+}
+
+namespace {
+// Two records define the same parameter: the list's duplicate criterion plus the species.
+bool sameParameter(const TThermFktData& a, const TThermFktData& b)
+{
+    if (a.m_nFktType != b.m_nFktType || a.m_nInteractionLevel != b.m_nInteractionLevel || a.m_nOrder != b.m_nOrder ||
+        a.m_nSublattices != b.m_nSublattices || a.m_bDoSet != b.m_bDoSet || a.m_nSpeciesIndex != b.m_nSpeciesIndex ||
+        a.m_nConstituents != b.m_nConstituents)
+        return false;
+    for (int s = 0; s < a.m_nSublattices && s < 8; ++s)
+        if (a.m_nPerSublattice[s] != b.m_nPerSublattice[s]) return false;
+    for (int k = 0; k < a.m_nConstituents && k < 10; ++k)
+        if (a.m_nConstituent[k] != b.m_nConstituent[k]) return false;
+    return true;
+}
+}  // namespace
+
+void Builder::bind()
+{
+    TThermFktMgr& symbols = *dm_.GetSymbolFktMgr();
+    symbols.LinkSymbols(&dm_, nullptr);
+    for (size_t p = 0; p < db_.phases.size(); ++p) {
+        ThermDatabase::PhaseRecord& rec = db_.phases[p];
+        const std::string cmd = std::string("PHASE ") + rec.phase->m_szPhaseName;
+        rec.phase->SetupVariables();
+        TThermFktMgr& list = *rec.functions;
+        list.LinkSymbols(&dm_, rec.gibbs.get());
+        if (list.LinkYPointers(rec.phase.get(), rec.gibbs.get()) < 0) {
+            error(phaseInfo_[p].offset, cmd, "its parameters could not be bound to the phase");
+            notEvaluable(static_cast<int>(p), "its parameters could not be bound to the phase");
+            continue;
+        }
+        int generated = list.ExpandWildcardFunctions(false);
+        if (generated < 0) {
+            error(phaseInfo_[p].offset, cmd, "wildcard parameters could not be expanded");
+            notEvaluable(static_cast<int>(p), "wildcard parameters could not be expanded");
+            continue;
+        }
+        report_.wildcardsGenerated += generated;
+        if (list.LinkYPointers(rec.phase.get(), rec.gibbs.get()) < 0) {
+            error(phaseInfo_[p].offset, cmd, "its parameters could not be bound after wildcard expansion");
+            notEvaluable(static_cast<int>(p), "its parameters could not be bound to the phase");
+            continue;
+        }
+        for (int k = 0; k < list.m_FktArray.m_nSize; ++k)
+            if (list.m_FktArray[k]->m_pFktData->m_bDisabled) {
+                notEvaluable(static_cast<int>(p), "a parameter was disabled while binding");
+                break;
+            }
+        myCString duplicates;
+        int pairs = list.CheckForDoubleParameters(&duplicates);
+        if (pairs > 0) {
+            // The list's check also pairs mobility parameters that differ only in their
+            // diffusing species ("&AG" and "&AL"), which are different parameters; report
+            // only the pairs that agree in the species too.
+            std::vector<int> firsts;
+            for (int a = 0; a + 1 < list.m_FktArray.m_nSize; ++a)
+                for (int b = a + 1; b < list.m_FktArray.m_nSize; ++b)
+                    if (sameParameter(*list.m_FktArray[a]->m_pFktData, *list.m_FktArray[b]->m_pFktData))
+                        firsts.push_back(a);
+            if (static_cast<int>(firsts.size()) != pairs) {
+                duplicates = "";
+                for (size_t k = 0; k < firsts.size(); ++k) {
+                    if (k == 0) {
+                        duplicates = "\n*******    W A R N I N G    ******** \nThe following function(s) in FktMgr\n";
+                        duplicates += "### ";
+                        duplicates += list.m_szName;
+                        duplicates += " ###\nare detected twice:\n";
+                    }
+                    myCString line("  ");
+                    list.m_FktArray[firsts[k]]->WriteOutFunktion(line, 1);
+                    duplicates += line;
+                    duplicates += "\n";
+                }
+            }
+            report_.duplicatePairs += static_cast<int>(firsts.size());
+            if (!firsts.empty()) db_.app.WriteOut(duplicates, 1, 1);
+        }
+    }
+}
+
+void Builder::run()
+{
+    // Commands are taken by kind, not in file order: a file may use a function
+    // before defining it, or declare type codes after the phases that use them.
+    std::vector<std::vector<std::pair<const Command*, size_t>>> byKind(kKeywordCount);
+    std::vector<Command> commands = src_.commands();
+    for (Command& c : commands) {
+        // a stray character after the previous "!" (such as a quote) is no command of its own
+        size_t start = c.begin;
+        while (c.begin < c.end && !std::isalpha(static_cast<unsigned char>(text_[c.begin]))) ++c.begin;
+        if (c.begin != start) {
+            warning(start, "", "stray '" + text_.substr(start, 1) + "' before a command ignored");
+            if (c.begin == c.end) continue;
+        }
+        size_t kwEnd = afterWord(c.begin, c.end);
+        std::string word = upper(text_.substr(c.begin, kwEnd - c.begin));
+        if (!c.terminated) {
+            error(c.end > c.begin ? c.end - 1 : c.begin, word, "missing '!' at the end of the command");
+            continue;
+        }
+        int k = matchKeyword(word, keywords());
+        if (k == -2) {
+            error(c.begin, word, "ambiguous abbreviation of a command");
+            continue;
+        }
+        if (k < 0) {
+            warning(c.begin, word, "unknown command; skipped");
+            continue;
+        }
+        byKind[static_cast<size_t>(k)].emplace_back(&c, kwEnd);
+    }
+    for (auto& [c, body] : byKind[kTemperatureLimits]) temperatureLimits(*c, body);
+    for (auto& [c, body] : byKind[kElement]) element(*c, body);
+    for (auto& [c, body] : byKind[kSpecies]) speciesCommand(*c, body);
+
+    // Every function gets its list position before any expression is read, so
+    // forward references resolve; a name defined twice keeps its first
+    // position and the last definition's ranges (as the reference tool does).
+    std::unordered_map<std::string, const std::pair<const Command*, size_t>*> lastDefinition;
+    for (auto& entry : byKind[kFunction]) {
+        size_t nameEnd = 0;
+        std::string name = functionName(*entry.first, entry.second, nameEnd);
+        const std::string cmd = "FUNCTION " + name;
+        if (name.empty()) {
+            error(entry.first->begin, "FUNCTION", "expected a function name");
+            continue;
+        }
+        if (name.size() > 31 || name == "T" || name == "P" || name == "LN" || name == "EXP" || name == "LOG") {
+            error(skipBlanks(entry.second, entry.first->end), cmd, "not a usable function name");
+            continue;
+        }
+        if (symbols_.count(name)) {
+            warning(skipBlanks(entry.second, entry.first->end), cmd,
+                    "function defined again; the last definition is used");
+        } else {
+            TThermFkt* f = dm_.AddSymbolFunction(name.c_str());
+            (void)f;
+            symbols_[name] = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
+        }
+        lastDefinition[name] = &entry;
+    }
+    symbolProblem_.assign(symbols_.size(), std::string());
+    symbolRefs_.assign(symbols_.size(), std::vector<int>());
+    // Functions are read in passes: one that needs a constant-valued function as
+    // a number can be read once that function is known to be constant.
+    std::vector<std::pair<const std::pair<const Command*, size_t>*, Problem>> pending;
+    for (auto& entry : byKind[kFunction]) {
+        size_t nameEnd = 0;
+        std::string name = functionName(*entry.first, entry.second, nameEnd);
+        auto it = lastDefinition.find(name);
+        if (it != lastDefinition.end() && it->second == &entry) pending.emplace_back(&entry, Problem());
+    }
+    for (bool progress = true; progress && !pending.empty();) {
+        progress = false;
+        size_t constantsBefore = constants_.size();
+        for (size_t k = 0; k < pending.size();) {
+            if (functionBody(*pending[k].first->first, pending[k].first->second, pending[k].second)) {
+                pending.erase(pending.begin() + static_cast<long>(k));
+            } else {
+                ++k;
+            }
+        }
+        progress = constants_.size() != constantsBefore;
+    }
+    for (auto& [entry, problem] : pending) {
+        size_t nameEnd = 0;
+        std::string name = functionName(*entry->first, entry->second, nameEnd);
+        error(problem.offset, "FUNCTION " + name, problem.message);
+        symbolProblem_[static_cast<size_t>(symbols_.at(name))] = "function " + name + " could not be read";
+    }
+    propagateSymbolProblems();
+
+    for (auto& [c, body] : byKind[kTypeDefinition]) typeDefinition(*c, body);
+    for (auto& [c, body] : byKind[kPhase]) phase(*c, body);
+    for (auto& [c, body] : byKind[kConstituent]) constituent(*c, body);
+    applyTypeDefinitions();
+    for (auto& [c, body] : byKind[kParameter]) parameter(*c, body);
+    bind();
+
+    for (const auto& rec : db_.phases) report_.notEvaluablePhases += rec.phase->m_bEvaluable == 0;
+    std::stable_sort(report_.diagnostics.begin(), report_.diagnostics.end(),
+                     [](const Diagnostic& a, const Diagnostic& b) {
+                         return a.line != b.line ? a.line < b.line : a.column < b.column;
+                     });
+}
+
+}  // namespace
+
+bool readTdbText(const std::string& text, const std::string& fileName, ThermDatabase& db, ReadReport& report)
+{
+    db.sourceName = fileName;
+    if (!TdbSource::looksLikeText(text)) {
+        Diagnostic d;
+        d.file = fileName;
+        d.line = 1;
+        d.column = 1;
+        d.message = "not a text file (it holds NUL or many control bytes); expected a TDB database";
+        report.diagnostics.push_back(d);
+        return false;
+    }
+    if (!db.phases.empty() || db.dataMgr.m_ElementArray.m_nSize != 0) {
+        Diagnostic d;
+        d.file = fileName;
+        d.message = "the database to read into is not empty";
+        report.diagnostics.push_back(d);
+        return false;
+    }
+    TdbSource src(fileName, text);
+    Builder(src, db, report).run();
+    return true;
+}
+
+bool readTdbFile(const std::string& path, ThermDatabase& db, ReadReport& report)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        Diagnostic d;
+        d.file = path;
+        d.message = std::string("cannot be opened: ") + std::strerror(errno);
+        report.diagnostics.push_back(d);
+        return false;
+    }
+    std::ostringstream buffer;
+    buffer << in.rdbuf();
+    if (in.bad()) {
+        Diagnostic d;
+        d.file = path;
+        d.message = "could not be read completely";
+        report.diagnostics.push_back(d);
+        return false;
+    }
+    return readTdbText(buffer.str(), path, db, report);
+}
+
+}  // namespace tdb
