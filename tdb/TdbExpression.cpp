@@ -53,6 +53,18 @@ Sum constant(double c, size_t offset)
     return Sum{m};
 }
 
+// LN of a constant is kept as a term until the R*T*LN(x) form has had its
+// chance; everywhere else it is just the number.
+Mono foldConstantLn(Mono m)
+{
+    if (m.special == Special::Ln && m.argSym < 0) {
+        m.c *= std::log(m.argC);
+        m.special = Special::None;
+        m.argC = 0.0;
+    }
+    return m;
+}
+
 // Adds the coefficients of products that differ only in their coefficient.
 Sum normalise(const Sum& s)
 {
@@ -70,8 +82,11 @@ Sum normalise(const Sum& s)
     return out;
 }
 
-Mono multiply(const Mono& a, const Mono& b)
+Mono multiply(const Mono& a0, const Mono& b0)
 {
+    bool both = a0.special != Special::None && b0.special != Special::None;
+    const Mono a = both ? foldConstantLn(a0) : a0;
+    const Mono b = both ? foldConstantLn(b0) : b0;
     Mono m;
     m.offset = std::min(a.offset, b.offset);
     m.c = a.c * b.c;
@@ -142,7 +157,7 @@ Sum power(const Sum& base, const Sum& exponent, size_t offset)
     Sum b = normalise(base);
     if (n == 0) return constant(1.0, offset);
     if (b.size() == 1) {
-        Mono m = b.front();
+        Mono m = foldConstantLn(b.front());
         if (n < 0) {
             m = invert(m);
             n = -n;
@@ -344,7 +359,7 @@ struct Parser
         Sum a = normalise(arg);
         if (a.size() != 1)
             throw Failure{argAt, std::string(fn) + " of a sum is not in the term model"};
-        Mono m = foldR(a.front());
+        Mono m = foldConstantLn(foldR(a.front()));
         if (m.tPow != 0 || m.lnT != 0 || m.pPow != 0 || m.special != Special::None)
             throw Failure{argAt, std::string(fn) + " of a T- or P-dependent argument is not in the term model"};
         return m;
@@ -367,10 +382,7 @@ struct Parser
             }
         }
         Mono m = argument(arg, argAt, "LN");
-        if (m.sym < 0) {
-            if (!(m.c > 0.0)) throw Failure{argAt, "LN of a non-positive constant"};
-            return constant(std::log(m.c), at);
-        }
+        if (m.sym < 0 && !(m.c > 0.0)) throw Failure{argAt, "LN of a non-positive constant"};
         Mono f;
         f.offset = at;
         f.special = Special::Ln;
@@ -422,7 +434,7 @@ void assign(const Sum& sum, TThermTPolynom& piece)
             }
             continue;
         }
-        Mono m = foldR(raw);
+        Mono m = foldConstantLn(foldR(raw));
         if (m.c == 0.0 && !m.isConstant()) continue;  // "+0*T**2" adds nothing
         if (m.special != Special::None) {
             if (m.tPow != 0 || m.lnT != 0 || m.pPow != 0)

@@ -1,0 +1,348 @@
+// The database reader on the published databases and on small snippets: what
+// each file gives, values of functions against the published expressions, and
+// how expressions map onto the terms of a piece.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <functional>
+
+#include "support/TdbTestKit.h"
+
+namespace {
+
+using kit::Listing;
+using kit::ReadShared;
+using kit::ReadText;
+
+// Unary Gibbs energies of the pure elements in their stable structure
+// [J per mole of atoms], SGTE data (A.T. Dinsdale, CALPHAD 15 (1991) 317),
+// written out here independently of any database file.
+double GhserFe(double T)
+{
+    if (T < 1811.0)
+        return 1225.7 + 124.134 * T - 23.5143 * T * std::log(T) - 0.00439752 * T * T - 5.8927e-8 * T * T * T +
+               77359.0 / T;
+    return -25383.581 + 299.31255 * T - 46.0 * T * std::log(T) + 2.29603e31 * std::pow(T, -9);
+}
+double GhserCr(double T)
+{
+    if (T < 2180.0)
+        return -8856.94 + 157.48 * T - 26.908 * T * std::log(T) + 0.00189435 * T * T - 1.47721e-6 * T * T * T +
+               139250.0 / T;
+    return -34869.344 + 344.18 * T - 50.0 * T * std::log(T) - 2.88526e32 * std::pow(T, -9);
+}
+double GhserNb(double T)
+{
+    if (T < 2750.0)
+        return -8519.353 + 142.045475 * T - 26.4711 * T * std::log(T) + 2.03475e-4 * T * T - 3.5012e-7 * T * T * T +
+               93399.0 / T;
+    return -37669.3 + 271.720843 * T - 41.77 * T * std::log(T) + 1.528238e32 * std::pow(T, -9);
+}
+
+struct Unary
+{
+    const char* file;
+    const char* function;
+    std::function<double(double)> value;
+};
+
+TEST(TdbValues, UnaryFunctionsAgreeWithThePublishedExpressions)
+{
+    const Unary cases[] = {{"crfe_bcc_magnetic.tdb", "GHSERFE", GhserFe},
+                           {"crfe_bcc_magnetic.tdb", "GHSERCR", GhserCr},
+                           {"CrFeNb_Jacob2016.tdb", "GHSERFE", GhserFe},
+                           {"CrFeNb_Jacob2016.tdb", "GHSERNB", GhserNb},
+                           // GBCCFE is GHSERFE# in that file: a symbol reference
+                           {"crfe_bcc_magnetic.tdb", "GBCCFE", GhserFe}};
+    for (const Unary& u : cases) {
+        kit::Loaded l = ReadShared(u.file);
+        ASSERT_TRUE(l.ok) << l.diagnostics();
+        for (double T : {300.0, 1000.0, 1810.0, 2000.0, 3000.0}) {
+            double expected = u.value(T);
+            EXPECT_NEAR(kit::SymbolValue(*l.db, u.function, T), expected, 1e-9 * std::fabs(expected) + 1e-9)
+                << u.file << " " << u.function << " at " << T;
+            // S = -dG/dT and Cp = -T d2G/dT2 from the kernel against differences of the formula
+            double h = 1e-3, h2 = 0.1;  // the second difference needs a wider step against rounding
+            double d1 = (u.value(T + h) - u.value(T - h)) / (2 * h);
+            double d2 = (u.value(T + h2) - 2 * expected + u.value(T - h2)) / (h2 * h2);
+            EXPECT_NEAR(kit::SymbolValue(*l.db, u.function, T, 1), d1, 1e-6 * std::fabs(d1) + 1e-5) << u.function << T;
+            EXPECT_NEAR(kit::SymbolValue(*l.db, u.function, T, 2), d2, 1e-3 * std::fabs(d2) + 1e-4) << u.function << T;
+        }
+    }
+}
+
+TEST(TdbFiles, SmallMagneticBinary)
+{
+    kit::Loaded l = ReadShared("crfe_bcc_magnetic.tdb");
+    ASSERT_TRUE(l.ok);
+    EXPECT_EQ(l.report.errorCount(), 0) << l.diagnostics();
+    EXPECT_EQ(l.report.elements, 3);
+    EXPECT_EQ(l.report.functions, 4);
+    EXPECT_EQ(l.report.phases, 1);
+    EXPECT_EQ(l.report.parameters, 7);
+    auto& bcc = l.phase("BCC_A2");
+    EXPECT_EQ(bcc.phase->m_nSublatticeCount, 2);
+    EXPECT_DOUBLE_EQ(bcc.phase->m_SiteRatios[0], 1.0);
+    EXPECT_DOUBLE_EQ(bcc.phase->m_SiteRatios[1], 3.0);
+    EXPECT_DOUBLE_EQ(bcc.phase->m_dMagneticP, 0.4);
+    EXPECT_DOUBLE_EQ(bcc.phase->m_dAFMFactor, -1.0);
+    EXPECT_TRUE(bcc.phase->m_bEvaluable);
+    EXPECT_EQ(bcc.functions->m_FktArray.m_nSize, 7);
+
+    // BM is the magnetic moment (type BMAGN); L is a Gibbs-energy term listed as G
+    TThermFkt* tc = kit::FindParameter(*bcc.functions, "TC(BCC_A2,CR:VA;0)");
+    ASSERT_NE(tc, nullptr);
+    EXPECT_EQ(Listing(*tc), "TC(BCC_A2,CR:VA;0): \n1 -311.5; 6000 N ");
+    ASSERT_NE(kit::FindParameter(*bcc.functions, "BMAGN(BCC_A2,FE:VA;0)"), nullptr);
+    TThermFkt* l0 = kit::FindParameter(*bcc.functions, "G(BCC_A2,CR,FE:VA;0)");
+    ASSERT_NE(l0, nullptr);
+    EXPECT_EQ(l0->m_pFktData->m_nInteractionLevel, 1);
+    EXPECT_EQ(Listing(*l0), "G(BCC_A2,CR,FE:VA;0): \n1 +1000; 10000 N ");
+    TThermFkt* g = kit::FindParameter(*bcc.functions, "G(BCC_A2,CR:VA;0)");
+    ASSERT_NE(g, nullptr);
+    EXPECT_EQ(Listing(*g), "G(BCC_A2,CR:VA;0): \n1 +1*GBCCCR#; 10000 N ");
+}
+
+TEST(TdbFiles, EveryPublishedDatabaseLoadsWithTheExpectedContent)
+{
+    struct Expect
+    {
+        const char* file;
+        int phases;
+        int parameters;
+        int errors;
+    };
+    const Expect cases[] = {{"pbsn.tdb", 3, 10, 0},           {"cumg.tdb", 5, 15, 0},
+                            {"crtiv_ghosh.tdb", 6, 96, 0},    {"CrFeNb_Jacob2016.tdb", 7, 112, 0},
+                            {"diffusion.tdb", 1, 26, 0},      {"crfe_bcc_magnetic.tdb", 1, 7, 0}};
+    for (const Expect& e : cases) {
+        kit::Loaded l = ReadShared(e.file);
+        ASSERT_TRUE(l.ok) << e.file;
+        EXPECT_EQ(l.report.phases, e.phases) << e.file;
+        EXPECT_EQ(l.report.parameters, e.parameters) << e.file;
+        EXPECT_EQ(l.report.errorCount(), e.errors) << e.file << "\n" << l.diagnostics();
+        EXPECT_EQ(static_cast<int>(l.db->phases.size()), e.phases);
+        for (auto& rec : l.db->phases) EXPECT_TRUE(rec.phase->m_bEvaluable) << e.file << " " << rec.phase->m_NotEvaluableWhy;
+    }
+}
+
+TEST(TdbFiles, MultiSublatticePhasesAndReciprocalParameters)
+{
+    kit::Loaded l = ReadShared("CrFeNb_Jacob2016.tdb");
+    ASSERT_TRUE(l.ok);
+    auto& mu = l.phase("MU_PHASE");
+    EXPECT_EQ(mu.phase->m_nSublatticeCount, 4);
+    const double sites[] = {1, 4, 2, 6};
+    for (int s = 0; s < 4; ++s) EXPECT_DOUBLE_EQ(mu.phase->m_SiteRatios[static_cast<size_t>(s)], sites[s]);
+    TThermFkt* rec = kit::FindParameter(*mu.functions, "G(MU_PHASE,CR,FE:NB:NB:CR,FE;0)");
+    ASSERT_NE(rec, nullptr);
+    EXPECT_EQ(rec->m_pFktData->m_nInteractPos[0], 0);
+    EXPECT_EQ(rec->m_pFktData->m_nInteractPos[1], 4);
+    // the liquid name carries the code suffix ":L", which is not part of the name
+    EXPECT_GE(l.db->findPhase("LIQUID"), 0);
+    auto& fcc = l.phase("FCC_A1");
+    EXPECT_DOUBLE_EQ(fcc.phase->m_dMagneticP, 0.28);
+    EXPECT_DOUBLE_EQ(fcc.phase->m_dAFMFactor, -3.0);
+    // "FE%" marks a major constituent; the name is FE
+    EXPECT_GE(fcc.gibbs->GetElementIndex("FE"), 0);
+}
+
+TEST(TdbFiles, WildcardMobilityParametersAreExpanded)
+{
+    kit::Loaded l = ReadShared("diffusion.tdb");
+    ASSERT_TRUE(l.ok);
+    auto& hcp = l.phase("HCP_A3");
+    // the file's 26 parameters: MQ(HCP_A3&X,*:VA) ones, each expanded over the 8 constituents of
+    // sublattice 1 (less those the file gives explicitly, which are kept), and explicit ones
+    std::ifstream in(std::string(THERM_SHARED_DB_DIR) + "/diffusion.tdb");
+    std::string line;
+    int wildcardParameters = 0;
+    while (std::getline(in, line))
+        if (line.find("PARA MQ(") != std::string::npos && line.find(",*:") != std::string::npos) ++wildcardParameters;
+    EXPECT_GT(wildcardParameters, 0);
+    EXPECT_EQ(hcp.functions->m_FktArray.m_nSize, l.report.wildcardsGenerated + 26 - wildcardParameters);
+    EXPECT_LE(l.report.wildcardsGenerated, 8 * wildcardParameters);
+    for (int i = 0; i < hcp.functions->m_FktArray.m_nSize; ++i)
+        EXPECT_EQ(hcp.functions->m_FktArray[i]->HasWildCardElements(), 0);
+    TThermFkt* mq = kit::FindParameter(*hcp.functions, "MQ(HCP_A3&AG,AG:VA;0)");
+    ASSERT_NE(mq, nullptr) << l.diagnostics();
+    // ",," stands for the database's default limits; R*T*LN(x) keeps its own term
+    EXPECT_EQ(Listing(*mq), "MQ(HCP_A3&AG,AG:VA;0): \n298.15 -139910+R*T*LN(+0.000613); 6000 N ");
+    // mobility parameters of different species are no duplicates
+    EXPECT_EQ(l.report.duplicatePairs, 0);
+    EXPECT_EQ(l.db->app.AllText().find("detected twice"), std::string::npos);
+}
+
+TEST(TdbFiles, OrderDisorderAndUnsupportedModelsAreNotEvaluable)
+{
+    kit::Loaded alnipt = ReadShared("alnipt.tdb");
+    ASSERT_TRUE(alnipt.ok);
+    auto& l12 = alnipt.phase("FCC_L12");
+    EXPECT_FALSE(l12.phase->m_bEvaluable);
+    EXPECT_NE(l12.phase->m_NotEvaluableWhy.find("DIS_PART"), std::string::npos);
+    // wildcards in four of five sublattices were expanded
+    EXPECT_GT(alnipt.report.wildcardsGenerated, 500);
+    const tdb::Diagnostic* d = alnipt.find("undefined function 'VA41'");
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->line, 272);
+    EXPECT_EQ(d->command, "FUNCTION GAL2NIPT");
+    // constant-valued functions (UNTIER = 1/3) are taken as numbers where a product needs it
+    EXPECT_EQ(alnipt.find("FUNCTION LLIQ1"), nullptr);
+    EXPECT_TRUE(alnipt.phase("AL3NI1").phase->m_bEvaluable) << alnipt.phase("AL3NI1").phase->m_NotEvaluableWhy;
+
+    kit::Loaded femn = ReadShared("femn.tdb");
+    ASSERT_TRUE(femn.ok);
+    auto& liq = femn.phase("LIQUID");
+    EXPECT_FALSE(liq.phase->m_bEvaluable);
+    EXPECT_NE(liq.phase->m_NotEvaluableWhy.find("THETA"), std::string::npos);
+    EXPECT_NE(liq.phase->m_NotEvaluableWhy.find("GD"), std::string::npos);
+    const tdb::Diagnostic* r = femn.find("undefined function 'R'");
+    ASSERT_NE(r, nullptr);
+    EXPECT_EQ(r->line, 8);
+    EXPECT_EQ(r->command, "FUNCTION RTEMP");
+    const tdb::Diagnostic* product = femn.find("product of two functions");
+    ASSERT_NE(product, nullptr);
+    EXPECT_EQ(product->line, 13);
+    EXPECT_EQ(product->command, "FUNCTION G2STFCC2");
+}
+
+TEST(TdbFiles, LargeDatabaseLoadsAndReportsWhatItCannotTake)
+{
+    kit::Loaded l = ReadShared("COST507.tdb");
+    ASSERT_TRUE(l.ok);
+    EXPECT_EQ(l.report.phases, 243);
+    EXPECT_EQ(l.report.elements, 29);
+    EXPECT_EQ(l.report.species, 31);
+    EXPECT_EQ(l.report.functions, 116);
+    EXPECT_GT(l.report.parameters, 1800);
+    // RTLNP is commented out in the file: every gas parameter that uses it is refused
+    const tdb::Diagnostic* d = l.find("undefined function 'RTLNP'");
+    ASSERT_NE(d, nullptr);
+    EXPECT_EQ(d->line, 4553);
+    EXPECT_FALSE(l.phase("GAS").phase->m_bEvaluable);
+    EXPECT_TRUE(l.phase("FCC_A1").phase->m_bEvaluable) << l.phase("FCC_A1").phase->m_NotEvaluableWhy;
+    EXPECT_TRUE(l.phase("LIQUID").phase->m_bEvaluable) << l.phase("LIQUID").phase->m_NotEvaluableWhy;
+    // a stoichiometric compound with its two site ratios
+    auto& al4c3 = l.phase("AL4C3");
+    EXPECT_DOUBLE_EQ(al4c3.phase->m_SiteRatios[0], 4.0);
+    EXPECT_DOUBLE_EQ(al4c3.phase->m_SiteRatios[1], 3.0);
+}
+
+// --- expressions onto the terms of a piece ---------------------------------
+
+std::string Body(const std::string& expr)
+{
+    return "ELEMENT FE BCC_A2 55.847 4489 27.28 !\n"
+           "FUNCTION G1 298.15 +1000; 6000 N !\n"
+           "FUNCTION F 298.15 " +
+           expr + "; 6000 N !\n";
+}
+
+TEST(TdbExpressions, TermsFoldAndLandInTheirSlots)
+{
+    struct Case
+    {
+        const char* expr;
+        const char* listing;  // the piece as the kernel lists it
+    };
+    const Case cases[] = {
+        {"3*8.31451*T", "298.15 +24.94353*T; 6000"},
+        {"-2*G1#", "298.15 -2*G1#; 6000"},
+        {"-2*G1", "298.15 -2*G1#; 6000"},
+        {"+T*0.5", "298.15 +0.5*T; 6000"},
+        {"1.5E-3*T**2", "298.15 +0.0015*T**(+2); 6000"},
+        {"T**2+2*T**2-T**(-1)+4*T**-1", "298.15 +3*T**(+2)+3*T**(-1); 6000"},
+        {"(1+T)*(1+T)", "298.15 +1+2*T+1*T**(+2); 6000"},
+        {"-26.908*T*LN(T)+T*LOG(T)", "298.15 -25.908*T*LN(T); 6000"},
+        {"100/T/2", "298.15 +50*T**(-1); 6000"},
+        {"2**3*T", "298.15 +8*T; 6000"},
+        {"R*T", "298.15 +8.3145*T; 6000"},
+        {"R*T*LN(2)", "298.15 +R*T*LN(+2); 6000"},
+        {"-R*T*LN(4)", "298.15 +R*T*LN(+0.25); 6000"},
+        {"R*T*LN(G1#)", "298.15 +R*T*LN(+1*G1#); 6000"},
+        {"2*LN(G1#)", "298.15 +2*LN(+1*G1#); 6000"},
+        {"1+3*G1#*EXP(-2*G1#)", "298.15 +1+3*G1#*EXP(-2*G1#); 6000"},
+        {"LN(2.718281828459045)*5", "298.15 +5; 6000"},
+        {"2E-6*P+3*T*P+4*T**2*P", "298.15 +2e-06*P+3*T*P+4*T**2*P; 6000"},
+        {"G1#*P", "298.15 +1*G1#*P; 6000"},
+        {"0", "298.15 0.0; 6000"},
+        {"+.5-.25", "298.15 +0.25; 6000"},
+    };
+    for (const Case& c : cases) {
+        kit::Loaded l = ReadText(Body(c.expr));
+        ASSERT_EQ(l.report.errorCount(), 0) << c.expr << "\n" << l.diagnostics();
+        myCString out;
+        kit::SymbolPiece(*l.db, "F").WriteOutPoly(out, 0, &l.db->dataMgr);
+        EXPECT_STREQ(out.m_pszBuffer, c.listing) << c.expr;
+    }
+}
+
+TEST(TdbExpressions, RangesChainAndForwardReferencesResolve)
+{
+    kit::Loaded l = ReadText("FUNCTION A 300 2*B#+1; 1000 Y 3*B; 2000 Y 4*B#; 3000 N REF1 !\n"
+                             "FUNCTION B 200 T; 6000 N !\n");
+    ASSERT_EQ(l.report.errorCount(), 0) << l.diagnostics();
+    int a = l.db->dataMgr.FindSymbolFunction("A");
+    ASSERT_EQ(l.db->symbols().m_FktArray[a]->m_PolyIndex.m_nSize, 3);
+    // a forward reference is evaluated on demand at the new temperature
+    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 500.0), 1001.0);
+    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 1500.0), 4500.0);
+    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 1000.0), 2001.0);  // the lower range at a common limit
+    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 2500.0, 1), 4.0);
+    // each range starts where the previous one ended
+    EXPECT_DOUBLE_EQ(kit::SymbolPiece(*l.db, "A", 1).m_dTLow, 1000.0);
+    EXPECT_DOUBLE_EQ(kit::SymbolPiece(*l.db, "A", 2).m_dTHigh, 3000.0);
+}
+
+TEST(TdbCommands, AbbreviationsCaseAndBookkeepingCommands)
+{
+    kit::Loaded l = ReadText("$ a comment line\n"
+                             "temp_lim 200 4000 !\n"
+                             "Elem fe bcc_a2 55.847 4489 27.28 !\n"
+                             "ELEMENT VA VACUUM 0 0 0 !\n"
+                             "SPEC FE2 FE2 !\n"
+                             "DATABASE_INFO some words ' more words !\n"
+                             "VERSION_DATE 2016 !\n"
+                             "REFERENCE_FILE refs.txt !\n"
+                             "ADD_REF 1 'a reference' !\n"
+                             "ASSESSED_SYSTEMS FE-VA !\n"
+                             "DEFINE_SYSTEM_DEFAULT ELEMENT 2 !\n"
+                             "DEFAULT_COM DEF_SYS_ELEMENT VA !\n"
+                             "TYPE_DEF % SEQ * !\n"
+                             "FUNC gfe ,, 1000+T; ,, N !\n"
+                             "PHASE bcc_a2 % 2 1 3 !\n"
+                             "CONST bcc_a2 : fe,fe2 : va : !\n"
+                             "PARA g(bcc_a2,fe:va;0) ,, gfe#; ,, N !\n"
+                             "LIST_OF_REFERENCES NUMBER SOURCE REF1 'x' !\n");
+    EXPECT_EQ(l.report.errorCount(), 0) << l.diagnostics();
+    EXPECT_EQ(l.report.warningCount(), 0) << l.diagnostics();
+    EXPECT_DOUBLE_EQ(l.db->defaultTLow, 200.0);
+    EXPECT_DOUBLE_EQ(l.db->defaultTHigh, 4000.0);
+    EXPECT_EQ(kit::SymbolPiece(*l.db, "GFE").m_dTLow, 200.0);
+    EXPECT_EQ(kit::SymbolPiece(*l.db, "GFE").m_dTHigh, 4000.0);
+    auto& bcc = l.phase("BCC_A2");
+    ASSERT_NE(kit::FindParameter(*bcc.functions, "G(BCC_A2,FE:VA;0)"), nullptr);
+    // a species counts its atoms for the per-atom quantities
+    int fe2 = bcc.gibbs->GetElementIndex("FE2");
+    ASSERT_GE(fe2, 0);
+    EXPECT_DOUBLE_EQ(bcc.gibbs->m_ElementArray[fe2].m_dAtoms, 2.0);
+    EXPECT_DOUBLE_EQ(bcc.gibbs->m_ElementArray[bcc.gibbs->GetElementIndex("VA")].m_dAtoms, 0.0);
+}
+
+TEST(TdbCommands, DuplicateParametersAreReportedThroughTheApplication)
+{
+    kit::Loaded l = ReadText("ELEMENT A X 1 0 0 !\nELEMENT B X 1 0 0 !\n"
+                             "PHASE P % 1 1 !\nCONSTITUENT P :A,B: !\n"
+                             "PARAMETER G(P,A;0) 1 10; 6000 N !\n"
+                             "PARAMETER G(P,A;0) 1 20; 6000 N !\n"
+                             "PARAMETER L(P,A,B;0) 1 5; 6000 N !\n"
+                             "PARAMETER L(P,A,B;1) 1 5; 6000 N !\n");
+    EXPECT_EQ(l.report.duplicatePairs, 1);
+    std::string messages = l.db->app.AllText();
+    EXPECT_NE(messages.find("### P ###"), std::string::npos);
+    EXPECT_NE(messages.find("  G(P,A;0)\n"), std::string::npos);
+    EXPECT_EQ(messages.find("G(P,A,B;0)"), std::string::npos);
+}
+
+}  // namespace
