@@ -10,7 +10,17 @@
 // phase's antiferromagnetic factor where they are negative.
 //
 // Per mole of atoms: N = sum_s a_s sum_{i != VA} y_si * (atoms of species i),
-// GM = G/N, SM = -dGM/dT, HM = GM + T*SM, CPM = -T*d2GM/dT2.
+// GM = G/N, SM = -dGM/dT, HM = GM + T*SM, CPM = -T*d2GM/dT2.  A composition
+// of vacancies only (N = 0) gives non-finite molar quantities.
+//
+// Site-fraction derivatives treat every site fraction as an independent
+// variable, with no constraint sum_i y_si = 1; a wildcard constituent of a
+// parameter is the constant 1 (not the sum of its sublattice's fractions).
+// Other tools writing the same energy differently agree with these numbers in
+// values and in derivatives projected onto sum_i y_si = 1.  The kernel forms a
+// reciprocal parameter of order 1 or 2 (interactions in two sublattices) with
+// both differences in the value but only the first in the derivatives, so the
+// derivatives of such terms do not match their values.
 //
 // Site fractions of zero.  The kernel's parameter derivatives divide the
 // site-fraction product by single fractions, so for the parameter terms every
@@ -102,27 +112,27 @@ public:
     bool evaluate(const double* y, int order, PhaseProperties& out);
 
 private:
-    ThermDatabase& db_;
+    ThermDatabase& db_;     //!< the database (symbol list, phases)
     CVxPhase* phase_;       //!< the phase (owned by db_), null for an unknown index
     CVxGibbs* gibbs_;       //!< its Gibbs model (constituent names and atoms)
     TThermFktMgr* list_;    //!< its parameter list
-    int phaseIndex_;
+    int phaseIndex_;        //!< position of the phase in db_.phases
     int n_ = 0;             //!< number of site-fraction variables at construction
-    double T_ = 0.0, P_ = 0.0;
-    bool temperatureSet_ = false;
-    TMagnFkt magnetic_;
-    bool magneticModel_ = false;
-    //! divisor of negative TC and beta sums (the database's factor; 1 when it is 0)
-    double afm_ = -1.0;
-    std::vector<double> atomsPerVariable_;  //!< atoms of the species at each variable position
-    std::vector<double> sitesPerVariable_;  //!< site ratio of the sublattice of each variable
-    std::vector<int> sublatticeOfVariable_;
+    double T_ = 0.0;        //!< temperature of the last setTemperature [K]
+    double P_ = 0.0;        //!< pressure of the last setTemperature [Pa]
+    bool temperatureSet_ = false;  //!< a temperature step has run
+    TMagnFkt magnetic_;     //!< g(tau) of the phase's structure factor (dimensionless)
+    bool magneticModel_ = false;   //!< the phase has a magnetic term (structure factor > 0)
+    double afm_ = -1.0;     //!< divisor of negative TC and beta sums; 1 when the database's factor is 0
+    std::vector<double> atomsPerVariable_;    //!< atoms per species at each variable position [-]
+    std::vector<double> sitesPerVariable_;    //!< sites of its sublattice per formula unit, per variable
+    std::vector<int> sublatticeOfVariable_;   //!< sublattice index of each variable
     std::vector<int> constituentOfVariable_;  //!< Gibbs-model index of each variable
-    // Scratch of evaluate, sized in the constructor: ln of the raised site
-    // fractions (n), and over (y..., T) the gradients of TC' and beta', of g
-    // and of ln(beta' + 1) (n + 1 each).
+    // Scratch of evaluate, sized in the constructor so that evaluate does not
+    // allocate: ln of the raised site fractions (n values), and over
+    // (y..., T) the gradients of TC' [K], beta' [-], g [-] and ln(beta'+1) [-].
     std::vector<double> lnY_, dTC_, dBeta_, dg_, dLn_;
-    std::string why_;
+    std::string why_;       //!< reason of the last refusal other than a not-evaluable phase
 };
 
 #endif

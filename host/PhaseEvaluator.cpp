@@ -1,0 +1,292 @@
+#include "PhaseEvaluator.h"
+
+#include <cmath>
+#include <limits>
+
+#include "ThermDatabase.h"
+#include "thermfunctions/TTempArray.h"
+#include "thermfunctions/TThermFkt.h"
+
+namespace {
+// Function type codes of the records that make up the model.
+constexpr int kTypeGibbs = 0;
+constexpr int kTypeCurie = 10;
+constexpr int kTypeMoment = 20;
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+}  // namespace
+
+PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
+    : db_(db), phase_(nullptr), gibbs_(nullptr), list_(nullptr), phaseIndex_(phaseIndex)
+{
+    if (phaseIndex < 0 || phaseIndex >= static_cast<int>(db.phases.size())) {
+        why_ = "no phase number " + std::to_string(phaseIndex) + " in the database";
+        return;
+    }
+    ThermDatabase::PhaseRecord& rec = db.phases[static_cast<size_t>(phaseIndex)];
+    phase_ = rec.phase.get();
+    gibbs_ = rec.gibbs.get();
+    list_ = rec.functions.get();
+
+    n_ = phase_->m_nVarCount;
+    const size_t n = static_cast<size_t>(n_);
+    atomsPerVariable_.assign(n, 0.0);
+    sitesPerVariable_.assign(n, 0.0);
+    sublatticeOfVariable_.assign(n, -1);
+    constituentOfVariable_.assign(n, -1);
+    for (size_t s = 0; s < phase_->m_Constituents.size(); ++s) {
+        for (size_t i = 0; i < phase_->m_Constituents[s].size(); ++i) {
+            const int pos = phase_->m_VarPos[s][i];
+            if (pos < 0 || pos >= n_) continue;  // SetupVariables not run for this constituent
+            const int c = phase_->m_Constituents[s][i];
+            const size_t p = static_cast<size_t>(pos);
+            sitesPerVariable_[p] = phase_->m_SiteRatios[s];
+            sublatticeOfVariable_[p] = static_cast<int>(s);
+            constituentOfVariable_[p] = c;
+            // vacancies carry 0 atoms in their record, molecules their count
+            if (gibbs_ != nullptr && c >= 0 && c < gibbs_->GetElementCount())
+                atomsPerVariable_[p] = gibbs_->m_ElementArray.ElementAt(c).m_dAtoms;
+        }
+    }
+    lnY_.assign(n, 0.0);
+    dTC_.assign(n + 1, 0.0);
+    dBeta_.assign(n + 1, 0.0);
+    dg_.assign(n + 1, 0.0);
+    dLn_.assign(n + 1, 0.0);
+
+    if (phase_->m_dMagneticP > 0.0) {
+        magneticModel_ = true;
+        magnetic_.Initialize(phase_->m_dMagneticP, phase_);
+        // Initialize picks the factor from the phase name; the database's
+        // TYPE_DEFINITION is the authority.  A zero factor would make the
+        // magnetic function divide by zero: the sums are then taken unchanged.
+        afm_ = phase_->m_dAFMFactor != 0.0 ? phase_->m_dAFMFactor : 1.0;
+        magnetic_.m_dAFMFactor = afm_;
+    }
+}
+
+bool PhaseEvaluator::evaluable() const { return phase_ != nullptr && phase_->m_bEvaluable != 0; }
+
+const std::string& PhaseEvaluator::why() const
+{
+    if (phase_ != nullptr && phase_->m_bEvaluable == 0) return phase_->m_NotEvaluableWhy;
+    return why_;
+}
+
+int PhaseEvaluator::variableCount() const { return n_; }
+
+int PhaseEvaluator::variableSublattice(int i) const
+{
+    return i >= 0 && i < n_ ? sublatticeOfVariable_[static_cast<size_t>(i)] : -1;
+}
+
+const char* PhaseEvaluator::variableName(int i) const
+{
+    if (i < 0 || i >= n_ || gibbs_ == nullptr) return "";
+    const int c = constituentOfVariable_[static_cast<size_t>(i)];
+    return c >= 0 && c < gibbs_->GetElementCount() ? gibbs_->GetElementName(c) : "";
+}
+
+int PhaseEvaluator::findVariable(int sublattice, const std::string& name) const
+{
+    if (phase_ == nullptr || gibbs_ == nullptr) return -1;
+    const int c = gibbs_->GetElementIndex(name.c_str());
+    return c < 0 ? -1 : phase_->GetVarPos(sublattice, c);
+}
+
+void PhaseEvaluator::setTemperature(double T, double P)
+{
+    T_ = T;
+    P_ = P;
+    if (phase_ == nullptr) return;
+    TK.CalcTValues(T);
+    // the on-demand variant: symbols may refer to symbols defined after them
+    db_.symbols().SaveCalcPTValues(T, P, 2);
+    list_->CalcPTValues(T, P, 2);
+    temperatureSet_ = true;
+}
+
+bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
+{
+    if (!evaluable()) return false;  // why() gives the phase's reason
+    if (order < 0 || order > 2) {
+        why_ = "derivative order must be 0, 1 or 2";
+        return false;
+    }
+    if (y == nullptr && n_ > 0) {
+        why_ = "no site fractions given";
+        return false;
+    }
+    if (!temperatureSet_) {
+        why_ = "setTemperature has not been called";
+        return false;
+    }
+    if (phase_->m_nVarCount != n_ || phase_->m_Y.m_nSize < n_) {
+        why_ = "the phase's variables changed after the evaluator was built";
+        return false;
+    }
+    why_.clear();
+
+    const int n = n_;
+    const int dim = n + 1;  // variables, then T
+    const int tp = phase_->m_nTPos;
+    const double T = T_;
+    const double R = kGasConstant;
+
+    // Parameter terms: the raised fractions (see the header).
+    double* Y = phase_->m_Y.m_pData;
+    for (int v = 0; v < n; ++v) {
+        const double yv = y[v];
+        const double yf = yv < kSiteFractionFloor ? kSiteFractionFloor : yv;
+        Y[v] = yf;
+        lnY_[static_cast<size_t>(v)] = std::log(yf);
+    }
+    phase_->ZeroResults();
+    double Gpar = 0.0, TC = 0.0, beta = 0.0;
+    const int nFkt = list_->m_FktArray.m_nSize;
+    for (int i = 0; i < nFkt; ++i) {
+        TThermFkt* f = list_->m_FktArray.m_pData[i];
+        const TThermFktData* d = f->m_pFktData;
+        if (d->m_bDoSet) continue;
+        const int type = d->m_nFktType;
+        if (type == kTypeGibbs) {
+            f->Calc(order, 1.0);
+            Gpar += f->m_dAktVal_F;
+        } else if (magneticModel_ && type == kTypeCurie) {
+            f->Calc(order, 1.0);
+            TC += f->m_dAktVal_F;
+        } else if (magneticModel_ && type == kTypeMoment) {
+            f->Calc(order, 1.0);
+            beta += f->m_dAktVal_F;
+        }
+    }
+
+    // Ideal mixing with the exact fractions, and the atoms per formula unit.
+    double sumYLnY = 0.0, atoms = 0.0;
+    for (int v = 0; v < n; ++v) {
+        const size_t u = static_cast<size_t>(v);
+        const double yv = y[v];
+        if (yv > 0.0) sumYLnY += sitesPerVariable_[u] * yv * std::log(yv);
+        atoms += sitesPerVariable_[u] * yv * atomsPerVariable_[u];
+    }
+    const double Gideal = R * T * sumYLnY;
+
+    // Magnetic term G_mag = R*T*ln(beta'+1)*g(T/TC').  g depends on T and TC'
+    // only through tau, so its T derivatives follow from those in TC'
+    // (T*g_T + TC'*g_TC' = 0, and that relation differentiated in T).
+    double Gmag = 0.0;
+    double lnB = 0.0, lnB1 = 0.0, lnB2 = 0.0;           // ln(beta'+1) and its beta' derivatives
+    double g = 0.0, gC = 0.0, gCC = 0.0, gTC = 0.0, gT = 0.0, gTT = 0.0;
+    double kC = 1.0, kB = 1.0;                           // dTC'/dTC, dbeta'/dbeta
+    if (magneticModel_) {
+        if (TC < 0.0) kC = 1.0 / afm_;
+        if (beta < 0.0) kB = 1.0 / afm_;
+        const double TCp = TC < 0.0 ? TC / afm_ : TC;
+        const double betaP = beta < 0.0 ? beta / afm_ : beta;
+        lnB = std::log(betaP + 1.0);
+        lnB1 = 1.0 / (betaP + 1.0);
+        lnB2 = -lnB1 * lnB1;
+        // Without a Curie temperature there is no magnetic ordering: g and its
+        // derivatives are 0 (the function itself would give 0/0 there).
+        if (TCp != 0.0) {
+            magnetic_.m_dT = T;
+            magnetic_.Calc(TC, order);  // applies the same factor to a negative TC
+            g = magnetic_.m_dG;
+            if (order >= 1) {
+                gC = magnetic_.m_dGdTC;
+                gT = -(TCp / T) * gC;
+            }
+            if (order >= 2) {
+                gCC = magnetic_.m_dGdTC2;
+                gTC = magnetic_.m_dGdTdTC;
+                gTT = -(gT + TCp * gTC) / T;
+            }
+        }
+        Gmag = R * T * lnB * g;
+    }
+
+    const double G = Gpar + Gideal + Gmag;
+    out.T = T;
+    out.P = P_;
+    out.G = G;
+    out.atoms = atoms;
+    out.GM = G / atoms;
+    if (out.dG_dy.size() != static_cast<size_t>(n)) out.dG_dy.resize(static_cast<size_t>(n));
+    if (out.hessian.size() != static_cast<size_t>(dim * dim)) out.hessian.resize(static_cast<size_t>(dim * dim));
+
+    if (order < 1) {
+        out.dG_dT = out.SM = out.HM = out.d2G_dT2 = out.CPM = kNaN;
+        for (double& x : out.dG_dy) x = kNaN;
+        for (double& x : out.hessian) x = kNaN;
+        return true;
+    }
+
+    // Phase index of output index r (the temperature moves from m_nTPos to n).
+    auto ph = [n, tp](int r) { return r < n ? r : tp; };
+
+    // First derivatives of the magnetic term over (y..., T).
+    if (magneticModel_) {
+        const double* gradTC = phase_->m_GradTC.m_pData;
+        const double* gradB = phase_->m_GradBMAGN.m_pData;
+        for (int r = 0; r < dim; ++r) {
+            const size_t u = static_cast<size_t>(r);
+            dTC_[u] = kC * gradTC[ph(r)];
+            dBeta_[u] = kB * gradB[ph(r)];
+            dg_[u] = gC * dTC_[u] + (r == n ? gT : 0.0);
+            dLn_[u] = lnB1 * dBeta_[u];
+        }
+    }
+    auto magGrad = [&](int r) {
+        if (!magneticModel_) return 0.0;
+        const size_t u = static_cast<size_t>(r);
+        return R * ((r == n ? lnB * g : 0.0) + T * (dLn_[u] * g + lnB * dg_[u]));
+    };
+
+    const double* gradG = phase_->m_GradG.m_pData;
+    for (int v = 0; v < n; ++v) {
+        const size_t u = static_cast<size_t>(v);
+        out.dG_dy[u] = gradG[v] + R * T * sitesPerVariable_[u] * (lnY_[u] + 1.0) + magGrad(v);
+    }
+    out.dG_dT = gradG[tp] + R * sumYLnY + magGrad(n);
+    out.SM = -out.dG_dT / atoms;
+    out.HM = out.GM + T * out.SM;
+
+    if (order < 2) {
+        out.d2G_dT2 = out.CPM = kNaN;
+        for (double& x : out.hessian) x = kNaN;
+        return true;
+    }
+
+    const CVxMatrix& HG = phase_->m_HessG;
+    const CVxMatrix& HTC = phase_->m_HessTC;
+    const CVxMatrix& HB = phase_->m_HessBMAGN;
+    for (int r = 0; r < dim; ++r) {
+        for (int c = r; c < dim; ++c) {
+            double h = HG(ph(r), ph(c));
+            // ideal mixing: diagonal in y, y-T cross terms, nothing in T-T
+            if (r == c && r < n) {
+                const size_t u = static_cast<size_t>(r);
+                h += R * T * sitesPerVariable_[u] / Y[r];
+            } else if (c == n && r < n) {
+                const size_t u = static_cast<size_t>(r);
+                h += R * sitesPerVariable_[u] * (lnY_[u] + 1.0);
+            }
+            if (magneticModel_) {
+                const size_t ur = static_cast<size_t>(r), uc = static_cast<size_t>(c);
+                const double Cr = dTC_[ur], Cc = dTC_[uc];
+                const double dr = r == n ? 1.0 : 0.0, dc = c == n ? 1.0 : 0.0;
+                const double d2g = gCC * Cr * Cc + gC * kC * HTC(ph(r), ph(c)) + gTC * (Cr * dc + Cc * dr) +
+                                   gTT * dr * dc;
+                const double d2Ln = lnB2 * dBeta_[ur] * dBeta_[uc] + lnB1 * kB * HB(ph(r), ph(c));
+                // second derivatives of R * T * ln(beta'+1) * g, T being variable n
+                h += R * (dr * (dLn_[uc] * g + lnB * dg_[uc]) + dc * (dLn_[ur] * g + lnB * dg_[ur]) +
+                          T * (d2Ln * g + dLn_[ur] * dg_[uc] + dLn_[uc] * dg_[ur] + lnB * d2g));
+            }
+            out.hessian[static_cast<size_t>(r * dim + c)] = h;
+            out.hessian[static_cast<size_t>(c * dim + r)] = h;
+        }
+    }
+    out.d2G_dT2 = out.hessian[static_cast<size_t>(n * dim + n)];
+    out.CPM = -T * out.d2G_dT2 / atoms;
+    return true;
+}

@@ -1,0 +1,194 @@
+// Bad input to the database reader: the regression corpus (each file states
+// the diagnostics it must give), files that are no text, and mutated copies of
+// the published databases, which must never crash the reader or the kernel
+// evaluation of what it built.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "support/TdbTestKit.h"
+
+namespace {
+
+std::string Slurp(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::vector<std::string> CorpusFiles()
+{
+    std::vector<std::string> files;
+    std::string dir = std::string(THERM_TESTS_DIR) + "/corpus/tdb";
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* e = readdir(d)) {
+            std::string n = e->d_name;
+            if (n.size() > 4 && n.substr(n.size() - 4) == ".tdb") files.push_back(dir + "/" + n);
+        }
+        closedir(d);
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+// Runs one temperature step and every composition evaluation the kernel offers
+// on what the reader built; with the sanitizers this finds any index the
+// reader let through that the kernel would follow out of bounds.
+void Exercise(ThermDatabase& db)
+{
+    for (double T : {300.0, 1500.0}) {
+        TK.CalcTValues(T);
+        db.symbols().SaveCalcPTValues(T, 101325.0, 2);
+        for (auto& rec : db.phases) {
+            if (!rec.phase->m_bEvaluable) continue;
+            rec.functions->CalcPTValues(T, 101325.0, 2);
+            rec.phase->ZeroResults();
+            for (int i = 0; i < rec.functions->m_FktArray.m_nSize; ++i) rec.functions->m_FktArray[i]->Calc(2, 1.0);
+        }
+    }
+    myCString listing;
+    db.symbols().WriteOutFunktions(listing, 3);
+    for (auto& rec : db.phases) rec.functions->WriteOutFunktions(listing, 11);
+}
+
+// Each corpus file carries its expectations as comment lines:
+//   $ EXPECT <line> <text of the message>
+//   $ NOT_EVALUABLE <phase>
+//   $ PARAMETERS <phase> <count of parameters in its list>
+TEST(TdbCorpus, EveryFileGivesTheDiagnosticsItStates)
+{
+    std::vector<std::string> files = CorpusFiles();
+    ASSERT_GE(files.size(), 8u);
+    for (const std::string& path : files) {
+        kit::Loaded l;
+        l.ok = tdb::readTdbFile(path, *l.db, l.report);
+        ASSERT_TRUE(l.ok) << path;
+        std::istringstream text(Slurp(path));
+        std::string line;
+        int expectations = 0;
+        while (std::getline(text, line)) {
+            std::istringstream words(line);
+            std::string dollar, what;
+            words >> dollar >> what;
+            if (dollar != "$") continue;
+            if (what == "EXPECT") {
+                int at = 0;
+                words >> at;
+                std::string message;
+                std::getline(words, message);
+                message = message.substr(message.find_first_not_of(' '));
+                bool found = false;
+                for (const auto& d : l.report.diagnostics)
+                    found = found || (d.line == at && d.message.find(message) != std::string::npos &&
+                                      d.file == path);
+                EXPECT_TRUE(found) << path << ": no diagnostic at line " << at << " saying \"" << message
+                                   << "\"; got:\n"
+                                   << l.diagnostics();
+                ++expectations;
+            } else if (what == "NOT_EVALUABLE") {
+                std::string phase;
+                words >> phase;
+                EXPECT_FALSE(l.phase(phase).phase->m_bEvaluable) << path << " " << phase;
+                EXPECT_FALSE(l.phase(phase).phase->m_NotEvaluableWhy.empty());
+                ++expectations;
+            } else if (what == "PARAMETERS") {
+                std::string phase;
+                int n = -1;
+                words >> phase >> n;
+                EXPECT_EQ(l.phase(phase).functions->m_FktArray.m_nSize, n) << path << "\n" << l.diagnostics();
+                ++expectations;
+            }
+        }
+        EXPECT_GT(expectations, 0) << path << " states nothing";
+        Exercise(*l.db);
+    }
+}
+
+TEST(TdbCorpus, DiagnosticsNameFileLineColumnAndCommand)
+{
+    kit::Loaded l = kit::ReadText("ELEMENT A X 1 0 0 !\n"
+                                  "FUNCTION GOOD 298.15 1+T; 6000 N !\n"
+                                  "FUNCTION BAD 298.15 1+\n"
+                                  "   2*T*GOOD#; 6000 N !\n",
+                                  "mine.tdb");
+    ASSERT_EQ(l.report.errorCount(), 1);
+    const tdb::Diagnostic& d = l.report.diagnostics.front();
+    EXPECT_EQ(d.line, 4);
+    EXPECT_EQ(d.column, 4);
+    EXPECT_EQ(d.format(), "mine.tdb:4:4: error: FUNCTION BAD: a function multiplied by T or LN(T) is not in the "
+                          "term model");
+    EXPECT_NE(l.report.summary().find("1 errors"), std::string::npos);
+}
+
+TEST(TdbCorpus, FilesThatAreNotTextOrMissingAreRefused)
+{
+    std::string binary("ELEMENT A X 1 0 0 !\n");
+    binary += std::string("\0\x01\x02\x03", 4);
+    kit::Loaded l = kit::ReadText(binary, "blob.tdb");
+    EXPECT_FALSE(l.ok);
+    ASSERT_EQ(l.report.errorCount(), 1);
+    EXPECT_NE(l.report.diagnostics[0].message.find("not a text file"), std::string::npos);
+    EXPECT_TRUE(l.db->phases.empty());
+
+    kit::Loaded missing;
+    missing.ok = tdb::readTdbFile("/nonexistent/dir/x.tdb", *missing.db, missing.report);
+    EXPECT_FALSE(missing.ok);
+    ASSERT_EQ(missing.report.errorCount(), 1);
+    EXPECT_NE(missing.report.diagnostics[0].format().find("/nonexistent/dir/x.tdb"), std::string::npos);
+}
+
+// Random mutations of real files: bytes changed, cut out, repeated or
+// inserted, with a bias to the characters the grammar cares about.
+std::string Mutate(const std::string& src, std::mt19937& rng)
+{
+    static const std::string special = "!;:,()*#$&%-+.E9 \n\"TYN/";
+    std::string s = src;
+    std::uniform_int_distribution<int> ops(1, 4);
+    int n = ops(rng);
+    for (int k = 0; k < n && !s.empty(); ++k) {
+        std::uniform_int_distribution<size_t> at(0, s.size() - 1);
+        size_t p = at(rng);
+        switch (std::uniform_int_distribution<int>(0, 4)(rng)) {
+        case 0: s[p] = special[std::uniform_int_distribution<size_t>(0, special.size() - 1)(rng)]; break;
+        case 1: s[p] = static_cast<char>(std::uniform_int_distribution<int>(1, 255)(rng)); break;
+        case 2: s.erase(p, std::uniform_int_distribution<size_t>(1, 40)(rng)); break;
+        case 3: s.insert(p, s.substr(p, std::uniform_int_distribution<size_t>(1, 80)(rng))); break;
+        default: s.insert(p, 1, special[std::uniform_int_distribution<size_t>(0, special.size() - 1)(rng)]); break;
+        }
+    }
+    return s;
+}
+
+TEST(TdbFuzz, MutatedDatabasesNeverCrashTheReaderOrTheEvaluation)
+{
+    const char* files[] = {"crfe_bcc_magnetic.tdb", "pbsn.tdb", "cumg.tdb", "femn.tdb", "diffusion.tdb",
+                           "crtiv_ghosh.tdb"};
+    std::mt19937 rng(20261123);
+    int rounds = 0, withErrors = 0;
+    for (const char* f : files) {
+        std::string original = Slurp(std::string(THERM_SHARED_DB_DIR) + "/" + f);
+        ASSERT_FALSE(original.empty()) << f;
+        for (int i = 0; i < 150; ++i) {
+            std::string mutated = Mutate(original, rng);
+            kit::Loaded l = kit::ReadText(mutated, f);
+            ++rounds;
+            withErrors += l.report.errorCount() > 0;
+            // every diagnostic points into the text
+            for (const auto& d : l.report.diagnostics) {
+                EXPECT_GE(d.line, 1);
+                EXPECT_GE(d.column, 1);
+            }
+            if (l.ok) Exercise(*l.db);
+        }
+    }
+    EXPECT_EQ(rounds, 900);
+    EXPECT_GT(withErrors, 100);  // the mutations do reach the checks
+}
+
+}  // namespace
