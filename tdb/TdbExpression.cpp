@@ -408,6 +408,22 @@ struct Parser
     }
 };
 
+// Adds c to the slot whose key is key (a power or a function), taking a new
+// slot when there is none; repeated powers and references share one slot.
+void addToSlot(int32_t* keys, double* coefs, int32_t& used, int limit, int key, double c, size_t offset,
+               const char* full)
+{
+    int i = 0;
+    while (i < used && keys[i] != key) ++i;
+    if (i == used) {
+        if (i == limit) throw Failure{offset, full};
+        keys[i] = key;
+        coefs[i] = 0.0;
+        ++used;
+    }
+    coefs[i] += c;
+}
+
 // Puts every product into its slot of the piece.
 void assign(const Sum& sum, TThermTPolynom& piece)
 {
@@ -474,15 +490,8 @@ void assign(const Sum& sum, TThermTPolynom& piece)
         if (m.sym >= 0) {
             if (m.tPow != 0 || m.lnT != 0)
                 throw Failure{m.offset, "a function multiplied by T or LN(T) is not in the term model"};
-            int j = 0;
-            while (j < piece.m_nSymbolTerms && piece.m_anSymbolIndex[j] != m.sym) ++j;
-            if (j == piece.m_nSymbolTerms) {
-                if (j == 16) throw Failure{m.offset, "more than 16 function references in one range"};
-                piece.m_anSymbolIndex[j] = m.sym;
-                piece.m_adSymbolFactor[j] = 0.0;
-                ++piece.m_nSymbolTerms;
-            }
-            piece.m_adSymbolFactor[j] += m.c;
+            addToSlot(piece.m_anSymbolIndex, piece.m_adSymbolFactor, piece.m_nSymbolTerms, 16, m.sym, m.c, m.offset,
+                      "more than 16 function references in one range");
             continue;
         }
         if (m.lnT != 0) {
@@ -498,15 +507,8 @@ void assign(const Sum& sum, TThermTPolynom& piece)
         } else {
             if (m.tPow < -27 || m.tPow > 30)
                 throw Failure{m.offset, "exponent " + std::to_string(m.tPow) + " of T is outside -27..30"};
-            int i = 0;
-            while (i < piece.m_nPowerTerms && piece.m_anPowerExp[i] != m.tPow) ++i;
-            if (i == piece.m_nPowerTerms) {
-                if (i == 10) throw Failure{m.offset, "more than 10 powers of T in one range"};
-                piece.m_anPowerExp[i] = m.tPow;
-                piece.m_adPowerCoef[i] = 0.0;
-                ++piece.m_nPowerTerms;
-            }
-            piece.m_adPowerCoef[i] += m.c;
+            addToSlot(piece.m_anPowerExp, piece.m_adPowerCoef, piece.m_nPowerTerms, 10, m.tPow, m.c, m.offset,
+                      "more than 10 powers of T in one range");
         }
     }
 }

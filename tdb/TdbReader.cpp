@@ -235,6 +235,8 @@ private:
     }
 
     // --- commands ---
+    // True when word names no element or species yet (else reported).
+    bool newSpeciesName(const Word& word, const std::string& cmd, const char* what);
     void element(const Command& c, size_t bodyBegin);
     void speciesCommand(const Command& c, size_t bodyBegin);
     std::string functionName(const Command& c, size_t bodyBegin, size_t& nameEnd);
@@ -274,6 +276,20 @@ void Builder::temperatureLimits(const Command& c, size_t bodyBegin)
     db_.defaultTHigh = hi;
 }
 
+bool Builder::newSpeciesName(const Word& word, const std::string& cmd, const char* what)
+{
+    std::string name = upper(word.text);
+    if (name.size() >= sizeof(TDMGRElementData::m_szElementName)) {
+        error(word.offset, cmd, std::string(what) + " name longer than 31 characters");
+        return false;
+    }
+    if (species_.count(name)) {
+        warning(word.offset, cmd, std::string(what) + " defined again; the first definition is kept");
+        return false;
+    }
+    return true;
+}
+
 void Builder::element(const Command& c, size_t bodyBegin)
 {
     std::vector<Word> w = words(bodyBegin, c.end);
@@ -283,14 +299,7 @@ void Builder::element(const Command& c, size_t bodyBegin)
     }
     std::string name = upper(w[0].text);
     const std::string cmd = "ELEMENT " + name;
-    if (name.size() >= sizeof(TDMGRElementData::m_szElementName)) {
-        error(w[0].offset, cmd, "element name longer than 31 characters");
-        return;
-    }
-    if (species_.count(name)) {
-        warning(w[0].offset, cmd, "element defined again; the first definition is kept");
-        return;
-    }
+    if (!newSpeciesName(w[0], cmd, "element")) return;
     TDMGRElementData e;
     std::memset(&e, 0, sizeof e);
     std::snprintf(e.m_szElementName, sizeof e.m_szElementName, "%s", name.c_str());
@@ -317,14 +326,7 @@ void Builder::speciesCommand(const Command& c, size_t bodyBegin)
     }
     std::string name = upper(w[0].text);
     const std::string cmd = "SPECIES " + name;
-    if (name.size() >= sizeof(TDMGRElementData::m_szElementName)) {
-        error(w[0].offset, cmd, "species name longer than 31 characters");
-        return;
-    }
-    if (species_.count(name)) {
-        warning(w[0].offset, cmd, "species defined again; the first definition is kept");
-        return;
-    }
+    if (!newSpeciesName(w[0], cmd, "species")) return;
     // formula: element names with optional amounts, then an optional charge "/+2"
     std::string f = upper(w[1].text);
     double atoms = 0.0;
