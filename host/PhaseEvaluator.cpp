@@ -1,11 +1,15 @@
 #include "PhaseEvaluator.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 
 #include "ThermDatabase.h"
+#include "myCString.h"
 #include "thermfunctions/TTempArray.h"
 #include "thermfunctions/TThermFkt.h"
+#include "thermfunctions/TThermTPolynom.h"
 
 namespace {
 // Function type codes of the records that make up the model.
@@ -13,7 +17,145 @@ constexpr int kTypeGibbs = 0;
 constexpr int kTypeCurie = 10;
 constexpr int kTypeMoment = 20;
 
+// Constituent entries of one record (the size of its site-fraction pointer table).
+constexpr int kMaxEntries = 10;
+
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// A reciprocal parameter whose derivatives the kernel leaves incomplete: an
+// interaction in two sublattices (two constituents in each) of order 1 or 2.
+// Order 0 has no difference factors and is the kernel's business.
+bool IsIncompleteReciprocal(const TThermFktData& d)
+{
+    const int n = d.m_nConstituents, p = d.m_nInteractPos[0], q = d.m_nInteractPos[1];
+    return d.m_nInteractionLevel == 1 && (d.m_nOrder == 1 || d.m_nOrder == 2) && n <= kMaxEntries && p >= 0 &&
+           p + 1 < n && q >= 0 && q + 1 < n;
+}
+
+// Derivatives of F = G(T) * Q(y) of a reciprocal parameter of order k (1 or
+// 2), Q = prod_e y_e * d1^k * d2^k with d1 = y_p - y_(p+1), d2 = y_q - y_(q+1),
+// added where the kernel would add them for its type.  Q is a product of m
+// factors, each linear in the site fractions with coefficients +1 or -1 on one
+// or two entries, so
+//   dQ/dy_e        = sum over factors j of c_je * (product of the others),
+//   d2Q/dy_e dy_g  = sum over pairs j != l of c_je * c_lg * (product of the rest).
+// The products that leave one or two factors out come from prefix and suffix
+// products: nothing is divided by a site fraction, and a fraction of zero
+// gives the exact limit.
+void AddReciprocalDerivatives(const TThermFkt& f, int order, int tp, myCArray<double, double>& grad,
+                              CVxMatrix& hess, CVxMatrix* hessGT)
+{
+    const TThermFktData& d = *f.m_pFktData;
+    const int n = d.m_nConstituents, k = d.m_nOrder;
+    const int p = d.m_nInteractPos[0], q = d.m_nInteractPos[1];
+    const int* a = d.m_nVarPos;
+
+    constexpr int kMaxFactors = kMaxEntries + 4;
+    double value[kMaxFactors];
+    int entry[kMaxFactors][2];  // entries with a nonzero coefficient; -1 for none
+    double coef[kMaxFactors][2];
+    int m = 0;
+    for (int e = 0; e < n; ++e, ++m) {
+        value[m] = *f.m_pY[e];
+        entry[m][0] = e;
+        entry[m][1] = -1;
+        coef[m][0] = 1.0;
+        coef[m][1] = 0.0;
+    }
+    for (int r = 0; r < k; ++r) {
+        for (int first : {p, q}) {
+            value[m] = *f.m_pY[first] - *f.m_pY[first + 1];
+            entry[m][0] = first;
+            entry[m][1] = first + 1;
+            coef[m][0] = 1.0;
+            coef[m][1] = -1.0;
+            ++m;
+        }
+    }
+    double pre[kMaxFactors + 1], suf[kMaxFactors + 1];
+    pre[0] = 1.0;
+    for (int j = 0; j < m; ++j) pre[j + 1] = pre[j] * value[j];
+    suf[m] = 1.0;
+    for (int j = m - 1; j >= 0; --j) suf[j] = suf[j + 1] * value[j];
+    const double Q = pre[m];
+
+    double dQ[kMaxEntries] = {};
+    for (int j = 0; j < m; ++j) {
+        const double others = pre[j] * suf[j + 1];
+        for (int c = 0; c < 2; ++c)
+            if (entry[j][c] >= 0) dQ[entry[j][c]] += coef[j][c] * others;
+    }
+
+    const double G = f.m_dValue, GT = f.m_dValueT;
+    for (int e = 0; e < n; ++e)
+        if (a[e] >= 0) grad.ElementAt(a[e]) += G * dQ[e];
+    grad.ElementAt(tp) += GT * Q;
+    if (order < 2) return;
+
+    for (int e = 0; e < n; ++e) {
+        if (a[e] < 0) continue;
+        hess(a[e], tp) += GT * dQ[e];
+        hess(tp, a[e]) += GT * dQ[e];
+    }
+    hess(tp, tp) += f.m_dValueTT * Q;
+    hess(tp + 1, tp + 1) += f.m_dValueTTT * Q;
+    // Each unordered pair of factors stands for both orders (j, l) and (l, j):
+    // it adds to (a_e, a_g) and to (a_g, a_e), twice to the diagonal when both
+    // factors hold the same variable.
+    for (int j = 0; j < m; ++j) {
+        double between = pre[j];  // factors before l, without j
+        for (int l = j + 1; l < m; ++l) {
+            const double rest = between * suf[l + 1];
+            between *= value[l];
+            for (int cj = 0; cj < 2; ++cj) {
+                const int ej = entry[j][cj];
+                if (ej < 0 || a[ej] < 0) continue;
+                for (int cl = 0; cl < 2; ++cl) {
+                    const int el = entry[l][cl];
+                    if (el < 0 || a[el] < 0) continue;
+                    const double h = coef[j][cj] * coef[l][cl] * rest;
+                    hess(a[ej], a[el]) += G * h;
+                    hess(a[el], a[ej]) += G * h;
+                    if (hessGT != nullptr) {
+                        (*hessGT)(a[ej], a[el]) += GT * h;
+                        (*hessGT)(a[el], a[ej]) += GT * h;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// True when the kernel found no piece for the last temperature although the
+// function has pieces: its value 0 would stand in for a missing one.  A
+// disabled function is 0 by decision, whatever its ranges.
+bool OutsideItsRanges(const TThermFkt& f)
+{
+    return !f.m_pFktData->m_bDisabled && f.m_PolyIndex.m_nSize > 0 && f.m_pActPoly == nullptr;
+}
+
+// "300 to 1000 K", pieces that meet joined, those apart listed one by one, in
+// the order the range search takes them.
+std::string RangesText(TThermFkt& f)
+{
+    myCArray<TThermTPolynom*, TThermTPolynom*>& polys = f.m_pDataMgr->m_PolynomArray;
+    std::string text;
+    char buf[64];
+    for (int i = 0; i < f.m_PolyIndex.m_nSize;) {
+        const TThermTPolynom* piece = polys.ElementAt(f.m_PolyIndex.ElementAt(i));
+        const double low = piece->m_dTLow;
+        double high = piece->m_dTHigh;
+        for (++i; i < f.m_PolyIndex.m_nSize; ++i) {
+            const TThermTPolynom* next = polys.ElementAt(f.m_PolyIndex.ElementAt(i));
+            if (next->m_dTLow != high) break;
+            high = next->m_dTHigh;
+        }
+        std::snprintf(buf, sizeof buf, "%g to %g K", low, high);
+        if (!text.empty()) text += ", ";
+        text += buf;
+    }
+    return text;
+}
 }  // namespace
 
 PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
@@ -63,6 +205,22 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
         afm_ = phase_->m_dAFMFactor != 0.0 ? phase_->m_dAFMFactor : 1.0;
         magnetic_.m_dAFMFactor = afm_;
     }
+
+    // The parameters evaluate() sums, and which of them need their own derivatives.
+    functionCount_ = list_->m_FktArray.m_nSize;
+    reciprocal_.assign(static_cast<size_t>(functionCount_), 0);
+    for (int i = 0; i < functionCount_; ++i) {
+        TThermFkt* f = list_->m_FktArray.m_pData[i];
+        const TThermFktData& d = *f->m_pFktData;
+        if (d.m_bDoSet) continue;
+        const int type = d.m_nFktType;
+        if (type != kTypeGibbs && !(magneticModel_ && (type == kTypeCurie || type == kTypeMoment))) continue;
+        modelParameters_.push_back(f);
+        reciprocal_[static_cast<size_t>(i)] = IsIncompleteReciprocal(d) ? 1 : 0;
+    }
+    const size_t symbols = static_cast<size_t>(db.symbols().m_FktArray.m_nSize);
+    symbolSeen_.assign(symbols, 0);
+    symbolStack_.reserve(symbols);
 }
 
 bool PhaseEvaluator::evaluable() const { return phase_ != nullptr && phase_->m_bEvaluable != 0; }
@@ -70,7 +228,7 @@ bool PhaseEvaluator::evaluable() const { return phase_ != nullptr && phase_->m_b
 const std::string& PhaseEvaluator::why() const
 {
     if (phase_ != nullptr && phase_->m_bEvaluable == 0) return phase_->m_NotEvaluableWhy;
-    return why_;
+    return why_.empty() ? rangeWhy_ : why_;
 }
 
 int PhaseEvaluator::variableCount() const { return n_; }
@@ -104,6 +262,67 @@ void PhaseEvaluator::setTemperature(double T, double P)
     db_.symbols().SaveCalcPTValues(T, P, 2);
     list_->CalcPTValues(T, P, 2);
     temperatureSet_ = true;
+    why_.clear();
+    checkTemperatureRanges();
+}
+
+void PhaseEvaluator::checkTemperatureRanges()
+{
+    rangeWhy_.clear();
+    TThermFktMgr& symbols = db_.symbols();
+    const int nSymbols = symbols.m_FktArray.m_nSize;
+    symbolSeen_.assign(static_cast<size_t>(nSymbols), 0);
+    symbolStack_.clear();
+    // the references the value of piece reads, as the kernel's piece evaluation reads them
+    auto follow = [&](const TThermTPolynom* piece) {
+        if (piece == nullptr) return;
+        auto push = [&](int s) {
+            if (s < 0 || s >= nSymbols || symbolSeen_[static_cast<size_t>(s)]) return;
+            symbolSeen_[static_cast<size_t>(s)] = 1;
+            symbolStack_.push_back(s);
+        };
+        for (int j = 0; j < piece->m_nSymbolTerms; ++j) push(piece->m_anSymbolIndex[j]);
+        if (piece->m_bRTLnTerm) push(piece->m_nRTLnSymbol);
+        if (piece->m_bLnTerm) {
+            push(piece->m_nLnArgSymbol);
+            push(piece->m_nLnFactorSymbol);
+        }
+        if (piece->m_bExpTerm) {
+            push(piece->m_nExpArgSymbol);
+            push(piece->m_nExpFactorSymbol);
+        }
+        if (piece->m_bPressureTerms) {
+            if (piece->m_bPTerm) push(piece->m_nPSymbol);
+            if (piece->m_bTPTerm) push(piece->m_nTPSymbol);
+            if (piece->m_bT2PTerm) push(piece->m_nT2PSymbol);
+        }
+    };
+    char head[64];
+    std::snprintf(head, sizeof head, "T = %g K is outside the temperature ranges of ", T_);
+    for (TThermFkt* f : modelParameters_) {
+        if (f->m_pFktData->m_bDisabled) continue;
+        if (OutsideItsRanges(*f)) {
+            myCString name;
+            f->WriteOutFunktion(name, 1);
+            rangeWhy_ = std::string(head) + "parameter " + name.c_str() + " (" + RangesText(*f) + ")";
+            return;
+        }
+        follow(f->m_pActPoly);
+        while (!symbolStack_.empty()) {
+            const int s = symbolStack_.back();
+            symbolStack_.pop_back();
+            TThermFkt* g = symbols.m_FktArray.m_pData[s];
+            if (g->m_pFktData->m_bDisabled) continue;
+            if (OutsideItsRanges(*g)) {
+                const myCStringArray& names = db_.dataMgr.m_SymbolNames1;
+                std::string name = s < names.m_nSize ? names.m_pData[s].c_str() : "";
+                if (name.empty()) name = "number " + std::to_string(s);
+                rangeWhy_ = std::string(head) + "function " + name + " (" + RangesText(*g) + ")";
+                return;
+            }
+            follow(g->m_pActPoly);
+        }
+    }
 }
 
 bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
@@ -125,7 +344,12 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
         why_ = "the phase's variables changed after the evaluator was built";
         return false;
     }
+    if (list_->m_FktArray.m_nSize != functionCount_) {
+        why_ = "the phase's parameter list changed after the evaluator was built";
+        return false;
+    }
     why_.clear();
+    if (!rangeWhy_.empty()) return false;  // why() gives it
 
     const int n = n_;
     const int dim = n + 1;  // variables, then T
@@ -149,16 +373,35 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
         const TThermFktData* d = f->m_pFktData;
         if (d->m_bDoSet) continue;
         const int type = d->m_nFktType;
+        double* sum;
+        myCArray<double, double>* grad;
+        CVxMatrix* hess;
+        CVxMatrix* hessGT = nullptr;
         if (type == kTypeGibbs) {
-            f->Calc(order, 1.0);
-            Gpar += f->m_dAktVal_F;
+            sum = &Gpar;
+            grad = &phase_->m_GradG;
+            hess = &phase_->m_HessG;
+            hessGT = &phase_->m_HessGT;
         } else if (magneticModel_ && type == kTypeCurie) {
-            f->Calc(order, 1.0);
-            TC += f->m_dAktVal_F;
+            sum = &TC;
+            grad = &phase_->m_GradTC;
+            hess = &phase_->m_HessTC;
         } else if (magneticModel_ && type == kTypeMoment) {
-            f->Calc(order, 1.0);
-            beta += f->m_dAktVal_F;
+            sum = &beta;
+            grad = &phase_->m_GradBMAGN;
+            hess = &phase_->m_HessBMAGN;
+        } else {
+            continue;
         }
+        if (reciprocal_[static_cast<size_t>(i)]) {
+            // the kernel's value only (dFactor 1 leaves G as it is); the derivatives are ours
+            f->Calc(0, 1.0);
+            if (order >= 1 && !d->m_bDisabled && f->m_pPhase != nullptr)
+                AddReciprocalDerivatives(*f, order, tp, *grad, *hess, hessGT);
+        } else {
+            f->Calc(order, 1.0);
+        }
+        *sum += f->m_dAktVal_F;
     }
 
     // Ideal mixing with the exact fractions, and the atoms per formula unit.

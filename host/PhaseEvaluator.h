@@ -17,10 +17,15 @@
 // variable, with no constraint sum_i y_si = 1; a wildcard constituent of a
 // parameter is the constant 1 (not the sum of its sublattice's fractions).
 // Other tools writing the same energy differently agree with these numbers in
-// values and in derivatives projected onto sum_i y_si = 1.  The kernel forms a
-// reciprocal parameter of order 1 or 2 (interactions in two sublattices) with
-// both differences in the value but only the first in the derivatives, so the
-// derivatives of such terms do not match their values.
+// values and in derivatives projected onto sum_i y_si = 1.
+//
+// Reciprocal parameters of order k = 1 or 2 (interactions in two sublattices,
+// e.g. L(P,A,B:C,D;k)).  The kernel weights their value by
+// prod(y) * (yA - yB)^k * (yC - yD)^k but differentiates prod(y) * (yA - yB)^k
+// only.  For these the evaluator takes the value from the kernel and forms the
+// site-fraction and temperature derivatives itself, into the same phase
+// arrays (including d/dT of the site-fraction block and the third temperature
+// derivative), so that all derivatives belong to the value.
 //
 // Site fractions of zero.  The kernel's parameter derivatives divide the
 // site-fraction product by single fractions, so for the parameter terms every
@@ -36,6 +41,13 @@
 // kernel's type 1 carry a value without derivatives and do-set parameters
 // belong to the ordered-phase model; neither is part of this model and both
 // are left out.
+//
+// Temperature ranges.  The kernel gives a function whose ranges do not cover T
+// the value 0, silently.  setTemperature therefore follows every parameter of
+// the model and, through the pieces in use at T, every symbol function they
+// read (also through other symbols); if one of them has pieces but none
+// covering T, evaluate() refuses, and why() names the function and its ranges.
+// A symbol read only by a piece of another temperature range does not count.
 //
 // Calling order: setTemperature(T, P) runs the kernel's temperature step (power
 // table, symbol functions, the phase's parameter list); evaluate() then takes
@@ -54,6 +66,7 @@
 class ThermDatabase;
 class CVxGibbs;
 class CVxPhase;
+class TThermFkt;
 class TThermFktMgr;
 
 //! Results of one composition at one temperature and pressure.
@@ -88,6 +101,9 @@ public:
 
     //! False when the reader marked the phase not evaluable; why() gives the reason.
     bool evaluable() const;
+    //! The phase's reason when it is not evaluable; else the reason of the last
+    //! refusal of evaluate(), or after setTemperature the reason why T cannot be
+    //! evaluated (a function's temperature ranges); empty when there is none.
     const std::string& why() const;
 
     //! Number of site-fraction variables n (regular set).
@@ -98,7 +114,8 @@ public:
     //! Index of the variable for constituent name in sublattice s, -1 when absent.
     int findVariable(int sublattice, const std::string& name) const;
 
-    // Temperature step: TK, symbol functions (on demand), the phase's list.
+    // Temperature step: TK, symbol functions (on demand), the phase's list;
+    // then the check that the functions in use cover T (see above).
     void setTemperature(double T, double P);
 
     // One composition (y in variable order, n values) at the temperature of the
@@ -107,11 +124,14 @@ public:
     // set to NaN (the vectors are sized at every order).  Reuses out's
     // vectors: once they have their size, nothing is allocated.  Returns false
     // (with why()) for a phase that is not evaluable, a null y, an order
-    // outside 0..2, no temperature set yet, or a phase whose variables changed
-    // since the evaluator was built.
+    // outside 0..2, no temperature set yet, a phase whose variables or
+    // parameter list changed since the evaluator was built, or a temperature
+    // outside the ranges of a function in use.
     bool evaluate(const double* y, int order, PhaseProperties& out);
 
 private:
+    void checkTemperatureRanges();
+
     ThermDatabase& db_;     //!< the database (symbol list, phases)
     CVxPhase* phase_;       //!< the phase (owned by db_), null for an unknown index
     CVxGibbs* gibbs_;       //!< its Gibbs model (constituent names and atoms)
@@ -132,6 +152,15 @@ private:
     // allocate: ln of the raised site fractions (n values), and over
     // (y..., T) the gradients of TC' [K], beta' [-], g [-] and ln(beta'+1) [-].
     std::vector<double> lnY_, dTC_, dBeta_, dg_, dLn_;
+    int functionCount_ = 0;             //!< size of the parameter list at construction
+    //! per parameter of the list: a reciprocal term of order 1 or 2 whose derivatives are formed here
+    std::vector<unsigned char> reciprocal_;
+    //! the parameters that make up the model (regular set, types summed by evaluate)
+    std::vector<TThermFkt*> modelParameters_;
+    //! scratch of the range check: symbols already looked at, and those still to follow
+    std::vector<unsigned char> symbolSeen_;
+    std::vector<int> symbolStack_;
+    std::string rangeWhy_;  //!< why T is outside a range of a function in use; empty when covered
     std::string why_;       //!< reason of the last refusal other than a not-evaluable phase
 };
 

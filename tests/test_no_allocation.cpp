@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
+#include <string>
+#include <vector>
 #include <cstdlib>
 #include <new>
 
@@ -76,4 +79,38 @@ TEST(NoAllocation, CompositionEvaluationOfEveryFamily)
     }
     EXPECT_EQ(g_nAllocations.load() - nBefore, 0);
     EXPECT_NE(sum, 0.0);
+}
+
+#include "host/PhaseEvaluator.h"
+#include "host/ThermDatabase.h"
+#include "tdb/TdbReader.h"
+
+TEST(NoAllocation, PhaseEvaluationOnceResultsAreSized)
+{
+    ThermDatabase db;
+    tdb::ReadReport report;
+    ASSERT_TRUE(tdb::readTdbFile(std::string(THERM_SHARED_DB_DIR) + "/CrFeNb_Jacob2016.tdb", db, report));
+    for (const char* name : {"BCC_A2", "FCC_A1", "MU_PHASE", "LAVES_C14"}) {
+        PhaseEvaluator ev(db, db.findPhase(name));
+        ASSERT_TRUE(ev.evaluable()) << name;
+        std::vector<double> y(static_cast<size_t>(ev.variableCount()));
+        std::vector<double> perSublattice(8, 0.0);
+        for (int i = 0; i < ev.variableCount(); ++i) ++perSublattice[static_cast<size_t>(ev.variableSublattice(i))];
+        for (int i = 0; i < ev.variableCount(); ++i)
+            y[static_cast<size_t>(i)] = 1.0 / perSublattice[static_cast<size_t>(ev.variableSublattice(i))];
+        PhaseProperties out;
+        ev.setTemperature(900.0, 101325.0);
+        ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << name << ": " << ev.why();
+        long nBefore = g_nAllocations.load();
+        double sum = 0.0;
+        for (double T = 400.0; T < 1800.0; T += 100.0) {
+            ev.setTemperature(T, 101325.0);
+            for (int order = 0; order <= 2; ++order) {
+                ev.evaluate(y.data(), order, out);
+                sum += out.G;
+            }
+        }
+        EXPECT_EQ(g_nAllocations.load() - nBefore, 0) << name;
+        EXPECT_TRUE(std::isfinite(sum)) << name;
+    }
 }

@@ -1,17 +1,39 @@
 // Phase evaluation: G of each test phase against the model written out by
 // hand, every derivative against finite differences of G, the molar
-// quantities against their definitions, and the magnetic term against the
-// published Hillert-Jarl series.
+// quantities against their definitions, the magnetic term against the
+// published Hillert-Jarl series, and the refusal of temperatures outside the
+// ranges of the functions a phase uses.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <cstdlib>
+#include <new>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "host/PhaseEvaluator.h"
 #include "support/EvaluatorTestKit.h"
+
+// Every allocation of the program is counted, so that a test can show that
+// evaluate() leaves the heap alone once the output vectors have their size.
+namespace {
+std::atomic<long> g_allocations{0};
+}
+
+void* operator new(std::size_t n)
+{
+    ++g_allocations;
+    if (void* p = std::malloc(n ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t n) { return operator new(n); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -47,6 +69,8 @@ const TPoly GAC{-30000, 10}, GBC{-25000, 8}, GAV{5000, -1}, GBV{4000, 0, 0, -1e-
 const TPoly LABC0{-10000, 3}, LABC1{2000}, LACV{-7000, 2}, LREC{4000, -1.5};
 const TPoly LAB{-5000}, T0{15000, -4}, T1{-8000, 2}, T2{6000};
 const TPoly BCCL{-8000, 3}, FCCL{-6000, 2};
+// reciprocal interactions of orders 1 and 2: G, TC and BMAGN
+const TPoly LR1{3000, -2, 0.3}, LR2{-2500, 1.2, 0, 1e-3}, TCR1{2500, 0.4}, TCR2{-1800}, BMR1{4.0}, BMR2{-3.0};
 
 void Build(ThermDatabase& db)
 {
@@ -124,12 +148,63 @@ void Build(ThermDatabase& db)
     ph = b.phase("MOLEC", {{1, {"A"}}, {2, {"C2", "VA"}}});
     b.param(ph, "A:C2", 0, 0, {-1000});
     b.param(ph, "A:VA", 0, 0, {500});
+    ph = b.phase("RECIP", {{3, {"A", "B"}}, {1, {"C", "VA"}}});  // reciprocal orders 0, 1, 2
+    b.param(ph, "A:C", 0, 0, GAC);
+    b.param(ph, "B:C", 0, 0, GBC);
+    b.param(ph, "A:VA", 0, 0, GAV);
+    b.param(ph, "B:VA", 0, 0, GBV);
+    b.param(ph, "A,B:C", 0, 0, LABC0);
+    b.param(ph, "A,B:C,VA", 0, 0, LREC);
+    b.param(ph, "A,B:C,VA", 0, 1, LR1);
+    b.param(ph, "A,B:C,VA", 0, 2, LR2);
+    ph = b.phase("RECMAG", {{1, {"A", "B"}}, {1, {"C", "VA"}}});  // reciprocal TC and BMAGN
+    db.phases[ph].phase->m_dMagneticP = 0.28;
+    db.phases[ph].phase->m_dAFMFactor = -3;
+    b.param(ph, "A:C", 0, 0, GAC);
+    b.param(ph, "B:C", 0, 0, GBC);
+    b.param(ph, "A:VA", 0, 0, GAV);
+    b.param(ph, "B:VA", 0, 0, GBV);
+    b.param(ph, "A,B:C,VA", 0, 1, LR1);
+    b.param(ph, "A:C", 10, 0, {800});
+    b.param(ph, "B:C", 10, 0, {300});
+    b.param(ph, "A:VA", 10, 0, {1000});
+    b.param(ph, "B:VA", 10, 0, {-200});
+    b.param(ph, "A,B:C,VA", 10, 1, TCR1);
+    b.param(ph, "A,B:C,VA", 10, 2, TCR2);
+    b.param(ph, "A:C", 20, 0, {1.5});
+    b.param(ph, "B:C", 20, 0, {0.5});
+    b.param(ph, "A:VA", 20, 0, {2.0});
+    b.param(ph, "B:VA", 20, 0, {0.3});
+    b.param(ph, "A,B:C,VA", 20, 1, BMR1);
+    b.param(ph, "A,B:C,VA", 20, 2, BMR2);
     ASSERT_TRUE(b.bind());
+}
+
+// G of RECIP and RECMAG (y = A, B, C, VA), with or without the ideal-mixing
+// term.  Without it G is a smooth function of the site fractions also across
+// zero, so that it can be differenced at a composition with a zero fraction.
+double ReciprocalModel(const std::string& phase, const std::vector<double>& y, double T, bool withIdeal)
+{
+    const double a = y[0], b = y[1], c = y[2], v = y[3], d1 = a - b, d2 = c - v, abcv = a * b * c * v;
+    const double ends = a * c * GAC(T) + b * c * GBC(T) + a * v * GAV(T) + b * v * GBV(T);
+    if (phase == "RECIP") {
+        const double G = ends + a * b * c * LABC0(T) +
+                         abcv * (LREC(T) + LR1(T) * d1 * d2 + LR2(T) * d1 * d1 * d2 * d2);
+        return G + (withIdeal ? R * T * (3 * (xlnx(a) + xlnx(b)) + xlnx(c) + xlnx(v)) : 0.0);
+    }
+    // RECMAG
+    const double TC = 800 * a * c + 300 * b * c + 1000 * a * v - 200 * b * v +
+                      abcv * (TCR1(T) * d1 * d2 + TCR2(T) * d1 * d1 * d2 * d2);
+    const double beta = 1.5 * a * c + 0.5 * b * c + 2.0 * a * v + 0.3 * b * v +
+                        abcv * (BMR1(T) * d1 * d2 + BMR2(T) * d1 * d1 * d2 * d2);
+    const double G = ends + abcv * LR1(T) * d1 * d2 + MagneticG(T, TC, beta, 0.28, -3);
+    return G + (withIdeal ? R * T * (xlnx(a) + xlnx(b) + xlnx(c) + xlnx(v)) : 0.0);
 }
 
 // G of the phases above, written out from the model.
 double Reference(const std::string& phase, const std::vector<double>& y, double T)
 {
+    if (phase == "RECIP" || phase == "RECMAG") return ReciprocalModel(phase, y, T, true);
     const double a = y[0], b = y[1], d = a - b;
     if (phase == "LIQUID")
         return a * (GA(T) + 12000 - 9 * T) + b * GB(T) + a * b * (L0(T) + L1(T) * d + L2(T) * d * d) +
@@ -252,7 +327,11 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"FccBelowTc", "FCC_A1", {0.2, 0.8, 1.0}, 150},
                       Case{"FccAboveTc", "FCC_A1", {0.2, 0.8, 1.0}, 500},
                       Case{"FccAntiferroBelow", "FCC_A1", {0.8, 0.2, 1.0}, 40},
-                      Case{"FccAntiferroAbove", "FCC_A1", {0.8, 0.2, 1.0}, 300}),
+                      Case{"FccAntiferroAbove", "FCC_A1", {0.8, 0.2, 1.0}, 300},
+                      Case{"ReciprocalOrders", "RECIP", {0.7, 0.3, 0.8, 0.2}, 800},
+                      Case{"ReciprocalOrdersNegativeDifferences", "RECIP", {0.35, 0.65, 0.25, 0.75}, 1500},
+                      Case{"ReciprocalMagneticBelowTc", "RECMAG", {0.7, 0.3, 0.8, 0.2}, 400},
+                      Case{"ReciprocalMagneticAboveTc", "RECMAG", {0.7, 0.3, 0.8, 0.2}, 1100}),
     [](const ::testing::TestParamInfo<Case>& info) { return std::string(info.param.name); });
 
 TEST(PhaseEvaluator, IdealMixingOfTwoConstituents)
@@ -423,6 +502,287 @@ TEST(PhaseEvaluator, PhaseMarkedNotEvaluableIsRefused)
     EXPECT_FALSE(ev.evaluate(y, 0, out));
     EXPECT_EQ(ev.why(), "parameter G(LIQUID,A;0) could not be read");
     EXPECT_EQ(out.G, 0.0);  // untouched
+}
+
+// At a zero site fraction the ideal-mixing derivatives are those of the raised
+// fraction (see the header); the rest of G is a polynomial in the fractions
+// (and a smooth function of TC and beta) and is differenced across zero.
+TEST(PhaseEvaluator, ReciprocalDerivativesAtAZeroSiteFraction)
+{
+    ThermDatabase db;
+    Build(db);
+    struct
+    {
+        const char* phase;
+        std::vector<double> y;
+        double T;
+    } cases[] = {{"RECIP", {0, 1, 0.6, 0.4}, 800},
+                 {"RECIP", {0.3, 0.7, 1, 0}, 1200},
+                 {"RECMAG", {0.6, 0.4, 1, 0}, 400},
+                 {"RECMAG", {0, 1, 0.8, 0.2}, 300}};
+    for (const auto& c : cases) {
+        const int ph = db.findPhase(c.phase);
+        PhaseEvaluator ev(db, ph);
+        const int n = ev.variableCount(), dim = n + 1;
+        ASSERT_EQ(n, 4);
+        ev.setTemperature(c.T, P0);
+        PhaseProperties out;
+        ASSERT_TRUE(ev.evaluate(c.y.data(), 2, out)) << ev.why();
+        EXPECT_NEAR(out.G, ReciprocalModel(c.phase, c.y, c.T, true), 1e-9 * (1 + std::fabs(out.G))) << c.phase;
+
+        std::vector<double> sites(4), yf(4);
+        double sumYLnY = 0;
+        for (int i = 0; i < n; ++i) {
+            sites[i] = db.phases[ph].phase->m_SiteRatios[ev.variableSublattice(i)];
+            yf[i] = std::max(c.y[i], PhaseEvaluator::kSiteFractionFloor);
+            sumYLnY += sites[i] * xlnx(c.y[i]);
+        }
+        std::vector<double> x0 = c.y;
+        x0.push_back(c.T);
+        auto G = [&](int i, double di, int j, double dj) {
+            std::vector<double> x = x0;
+            x[i] += di;
+            x[j] += dj;
+            return ReciprocalModel(c.phase, {x[0], x[1], x[2], x[3]}, x[4], false);
+        };
+        auto step = [&](int i) { return i < n ? 2.5e-4 : 0.05; };
+        for (int i = 0; i < dim; ++i) {
+            const double fd = D5([&](double d) { return G(i, d, i, 0); }, step(i));
+            const double an =
+                i < n ? out.dG_dy[i] - R * c.T * sites[i] * (std::log(yf[i]) + 1) : out.dG_dT - R * sumYLnY;
+            EXPECT_NEAR(an, fd, 1e-6 * (1 + std::fabs(fd))) << c.phase << " y0 = " << c.y[0] << " dG/dx" << i;
+            for (int j = i; j < dim; ++j) {
+                double ideal = 0;
+                if (i == j && i < n) {
+                    // R*T*a/y of the raised fraction swamps the rest in double precision
+                    if (c.y[i] == 0) continue;
+                    ideal = R * c.T * sites[i] / c.y[i];
+                } else if (j == n && i < n) {
+                    ideal = R * sites[i] * (std::log(yf[i]) + 1);
+                }
+                const double fd2 =
+                    D5([&](double di) { return D5([&](double dj) { return G(i, di, j, dj); }, step(j)); }, step(i));
+                // some of these vanish; the differences carry rounding noise of
+                // about 1e-16 * |G| / h^2, some 1e-5 J here
+                EXPECT_NEAR(out.hessian[i * dim + j] - ideal, fd2, 1e-6 * (1 + std::fabs(fd2)) + 1e-4)
+                    << c.phase << " y0 = " << c.y[0] << " d2G at " << i << "," << j;
+            }
+        }
+    }
+}
+
+// The evaluator forms the derivatives of reciprocal parameters of orders 1
+// and 2 itself; the phase's arrays must still hold everything the kernel puts
+// there for other terms: d/dT of the site-fraction block and the third
+// temperature derivative.
+TEST(PhaseEvaluator, ReciprocalTermsCompleteThePhaseArrays)
+{
+    ThermDatabase db;
+    Build(db);
+    const int ph = db.findPhase("RECIP");
+    CVxPhase& phase = *db.phases[ph].phase;
+    PhaseEvaluator ev(db, ph);
+    const int n = ev.variableCount(), dim = n + 1, tp = phase.m_nTPos;
+    const std::vector<double> y = {0.7, 0.3, 0.8, 0.2};
+    const double T = 900;
+    ev.setTemperature(T, P0);
+    PhaseProperties out;
+    ASSERT_TRUE(ev.evaluate(y.data(), 2, out));
+    std::vector<double> hessGT(static_cast<size_t>(n * n));
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) hessGT[i * n + j] = phase.m_HessGT(i, j);
+    const double d3G = phase.m_HessG(tp + 1, tp + 1);
+
+    auto at = [&](double t) {
+        ev.setTemperature(t, P0);
+        PhaseProperties p;
+        EXPECT_TRUE(ev.evaluate(y.data(), 2, p));
+        return p;
+    };
+    const double h = 0.05;
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) {
+            // the ideal term's y-y block is R*T*a/y on the diagonal
+            const double ideal = i == j ? R * phase.m_SiteRatios[ev.variableSublattice(i)] / y[i] : 0.0;
+            const double fd = D5([&](double d) { return at(T + d).hessian[i * dim + j]; }, h);
+            EXPECT_NEAR(hessGT[i * n + j], fd - ideal, 1e-6 * (1 + std::fabs(fd))) << i << "," << j;
+        }
+    }
+    const double fd3 = D5([&](double d) { return at(T + d).d2G_dT2; }, h);
+    EXPECT_NEAR(d3G, fd3, 1e-6 * (1 + std::fabs(fd3)));
+    EXPECT_NE(d3G, 0.0);  // from LR1's T*ln(T), the only term with a third T derivative
+}
+
+TEST(PhaseEvaluator, EvaluateDoesNotAllocate)
+{
+    ThermDatabase db;
+    Build(db);
+    PhaseEvaluator ev(db, db.findPhase("RECMAG"));
+    ev.setTemperature(500, P0);
+    const double y[] = {0.7, 0.3, 0.8, 0.2};
+    PhaseProperties out;
+    ASSERT_TRUE(ev.evaluate(y, 2, out));  // sizes the vectors
+    const long before = g_allocations.load();
+    bool ok = true;
+    for (int order = 0; order <= 2; ++order) ok = ev.evaluate(y, order, out) && ok;
+    const long used = g_allocations.load() - before;
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(used, 0);
+}
+
+// A database of functions with limited ranges: GLIM 300-1000 K, GOUTER
+// 1-6000 K referring to GLIM, GHIGH 1000-3000 K; one-constituent phases.
+void BuildRanges(ThermDatabase& db)
+{
+    using kit::Piece;
+    kit::DatabaseBuilder b(db);
+    b.element("A");
+    b.element("VA", 0.0);
+    const int glim = b.symbolPieces("GLIM", {Piece(300, 1000, -2000, 5)});
+    TThermTPolynom* outer = Piece(1, 6000, 100);
+    kit::AddSymbolTerm(outer, glim, 2.0);
+    const int gouter = b.symbolPieces("GOUTER", {outer});
+    const int ghigh = b.symbolPieces("GHIGH", {Piece(1000, 3000, 7000)});
+    int ph = b.phase("SYM", {{1, {"A"}}});
+    b.param(ph, "A", 0, 0, {100, -2}, glim);
+    ph = b.phase("DEEP", {{1, {"A"}}});
+    b.param(ph, "A", 0, 0, {}, gouter);
+    ph = b.phase("OWN", {{1, {"A"}}});
+    b.paramPieces(ph, "A", 0, 0, {Piece(300, 700, 10), Piece(700, 1000, 20)});
+    ph = b.phase("GAP", {{1, {"A"}}});
+    b.paramPieces(ph, "A", 0, 0, {Piece(300, 700, 10), Piece(800, 1000, 20)});
+    // each piece refers to a symbol that covers that piece's range only
+    ph = b.phase("SPLIT", {{1, {"A"}}});
+    TThermTPolynom* low = Piece(1, 1000, 0);
+    kit::AddSymbolTerm(low, glim, 1.0);
+    TThermTPolynom* high = Piece(1000, 3000, 0);
+    kit::AddSymbolTerm(high, ghigh, 1.0);
+    b.paramPieces(ph, "A", 0, 0, {low, high});
+    ph = b.phase("MAGR", {{1, {"A"}}});
+    db.phases[ph].phase->m_dMagneticP = 0.28;
+    db.phases[ph].phase->m_dAFMFactor = -3;
+    b.param(ph, "A", 0, 0, {-50});
+    b.paramPieces(ph, "A", 10, 0, {Piece(300, 1000, 500)});
+    b.param(ph, "A", 20, 0, {1.0});
+    ASSERT_TRUE(b.bind());
+}
+
+// G of a phase at y = 1 (no mixing), or false with the reason in why.
+bool GAt(PhaseEvaluator& ev, double T, double& G, std::string& why)
+{
+    ev.setTemperature(T, P0);
+    PhaseProperties out;
+    const double y[] = {1.0};
+    const bool ok = ev.evaluate(y, 2, out);
+    G = out.G;
+    why = ev.why();
+    return ok;
+}
+
+TEST(PhaseEvaluator, TemperatureOutsideASymbolsRangeIsRefused)
+{
+    ThermDatabase db;
+    BuildRanges(db);
+    PhaseEvaluator ev(db, db.findPhase("SYM"));
+    double G = 0;
+    std::string why;
+    ASSERT_TRUE(GAt(ev, 500, G, why)) << why;
+    EXPECT_NEAR(G, 100 - 2 * 500.0 + (-2000 + 5 * 500.0), 1e-9);
+    EXPECT_EQ(why, "");
+    EXPECT_FALSE(GAt(ev, 1500, G, why));
+    EXPECT_EQ(why, "T = 1500 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
+    EXPECT_FALSE(GAt(ev, 250, G, why));
+    EXPECT_EQ(why, "T = 250 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
+    ASSERT_TRUE(GAt(ev, 500, G, why)) << why;
+    EXPECT_NEAR(G, 100 - 2 * 500.0 + (-2000 + 5 * 500.0), 1e-9);
+    EXPECT_EQ(why, "");
+    ASSERT_TRUE(GAt(ev, 1000, G, why)) << why;  // the upper limit belongs to the range
+    EXPECT_NEAR(G, 100 - 2 * 1000.0 + (-2000 + 5 * 1000.0), 1e-9);
+}
+
+TEST(PhaseEvaluator, TemperatureOutsideAParametersRangeIsRefused)
+{
+    ThermDatabase db;
+    BuildRanges(db);
+    double G = 0;
+    std::string why;
+    // a symbol reached through another symbol
+    PhaseEvaluator deep(db, db.findPhase("DEEP"));
+    ASSERT_TRUE(GAt(deep, 600, G, why)) << why;
+    EXPECT_NEAR(G, 100 + 2 * (-2000 + 5 * 600.0), 1e-9);
+    EXPECT_FALSE(GAt(deep, 1200, G, why));
+    EXPECT_EQ(why, "T = 1200 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
+    // the parameter's own pieces, joined where they meet
+    PhaseEvaluator own(db, db.findPhase("OWN"));
+    ASSERT_TRUE(GAt(own, 700, G, why)) << why;
+    EXPECT_NEAR(G, 10, 1e-12);
+    EXPECT_FALSE(GAt(own, 1500, G, why));
+    EXPECT_EQ(why, "T = 1500 K is outside the temperature ranges of parameter G(OWN,A;0) (300 to 1000 K)");
+    // a gap between two pieces
+    PhaseEvaluator gap(db, db.findPhase("GAP"));
+    EXPECT_FALSE(GAt(gap, 750, G, why));
+    EXPECT_EQ(why, "T = 750 K is outside the temperature ranges of parameter G(GAP,A;0) (300 to 700 K, 800 to 1000 K)");
+    ASSERT_TRUE(GAt(gap, 850, G, why)) << why;
+    EXPECT_NEAR(G, 20, 1e-12);
+    // a Curie temperature counts like any other parameter of the model
+    PhaseEvaluator mag(db, db.findPhase("MAGR"));
+    ASSERT_TRUE(GAt(mag, 600, G, why)) << why;
+    EXPECT_NEAR(G, -50 + R * 600 * std::log(2.0) * HillertJarl(600 / 500.0, 0.28), 1e-9);
+    EXPECT_FALSE(GAt(mag, 1500, G, why));
+    EXPECT_EQ(why, "T = 1500 K is outside the temperature ranges of parameter TC(MAGR,A;0) (300 to 1000 K)");
+}
+
+TEST(PhaseEvaluator, OnlyTheSymbolsOfThePiecesInUseMustCoverT)
+{
+    ThermDatabase db;
+    BuildRanges(db);
+    PhaseEvaluator ev(db, db.findPhase("SPLIT"));
+    double G = 0;
+    std::string why;
+    // GHIGH does not cover 500 K and GLIM not 2000 K, but neither is read there
+    ASSERT_TRUE(GAt(ev, 500, G, why)) << why;
+    EXPECT_NEAR(G, -2000 + 5 * 500.0, 1e-9);
+    ASSERT_TRUE(GAt(ev, 2000, G, why)) << why;
+    EXPECT_NEAR(G, 7000, 1e-9);
+    EXPECT_FALSE(GAt(ev, 4000, G, why));
+    EXPECT_EQ(why, "T = 4000 K is outside the temperature ranges of parameter G(SPLIT,A;0) (1 to 3000 K)");
+}
+
+TEST(PhaseEvaluator, RefusingATemperatureDoesNotAllocate)
+{
+    ThermDatabase db;
+    BuildRanges(db);
+    PhaseEvaluator ev(db, db.findPhase("DEEP"));
+    const double y[] = {1.0};
+    PhaseProperties out;
+    ev.setTemperature(600, P0);
+    ASSERT_TRUE(ev.evaluate(y, 2, out));  // sizes the vectors
+    ev.setTemperature(1500, P0);
+    const long before = g_allocations.load();
+    const bool ok = ev.evaluate(y, 2, out);
+    const long used = g_allocations.load() - before;
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(used, 0);
+    EXPECT_NE(ev.why(), "");
+}
+
+TEST(PhaseEvaluator, ReasonsOfRefusalTakeTheirTurn)
+{
+    ThermDatabase db;
+    BuildRanges(db);
+    const int ph = db.findPhase("SYM");
+    PhaseEvaluator ev(db, ph);
+    ev.setTemperature(1500, P0);
+    PhaseProperties out;
+    const double y[] = {1.0};
+    EXPECT_FALSE(ev.evaluate(y, 3, out));  // a wrong call is reported as such
+    EXPECT_EQ(ev.why(), "derivative order must be 0, 1 or 2");
+    EXPECT_FALSE(ev.evaluate(y, 0, out));
+    EXPECT_EQ(ev.why(), "T = 1500 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
+    db.phases[ph].phase->m_bEvaluable = 0;
+    db.phases[ph].phase->m_NotEvaluableWhy = "no reason";
+    EXPECT_FALSE(ev.evaluate(y, 0, out));
+    EXPECT_EQ(ev.why(), "no reason");  // the phase's own reason comes first
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // Hand-built databases for the phase-evaluation tests: elements, symbol
 // functions and phases with parameters, bound the way the reader binds them.
-// Every parameter is one piece T(1..6000 K) of the form TPoly, so that a test
-// can write the same function down itself.
+// A parameter or symbol given as a TPoly is one piece T(1..6000 K), so that a
+// test can write the same function down itself; tests of temperature ranges
+// hand over pieces of their own.
 #ifndef TESTS_SUPPORT_EVALUATORTESTKIT_H
 #define TESTS_SUPPORT_EVALUATORTESTKIT_H
 
@@ -37,6 +38,14 @@ public:
         return db_.symbols().m_FktArray.m_nSize - 1;
     }
 
+    // A symbol function of the given pieces (the builder hands them over); returns its list position.
+    int symbolPieces(const char* name, const std::vector<TThermTPolynom*>& pieces)
+    {
+        TThermFkt* f = db_.dataMgr.AddSymbolFunction(name);
+        for (TThermTPolynom* p : pieces) f->AddPolynom(p);
+        return db_.symbols().m_FktArray.m_nSize - 1;
+    }
+
     // A phase with one (sites, constituent names) pair per sublattice; returns its index.
     int phase(const char* name, const std::vector<std::pair<double, std::vector<std::string>>>& sublattices)
     {
@@ -61,6 +70,15 @@ public:
         TThermTPolynom* piece = p.piece();
         if (symbol >= 0) AddSymbolTerm(piece, symbol, factor);
         f->AddPolynom(piece);
+    }
+
+    // A parameter of the given pieces (the builder hands them over).
+    void paramPieces(int phase, const char* text, int type, int order, const std::vector<TThermTPolynom*>& pieces)
+    {
+        ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phase)];
+        TThermFkt* f = rec.functions->AddFunction(Parameter(db_.dataMgr, type, order));
+        f->m_pFktData->m_nSourceIndex = db_.dataMgr.AddSourceText(1, text);
+        for (TThermTPolynom* p : pieces) f->AddPolynom(p);
     }
 
     // Binds the symbols and every phase's list; false when any binding fails.
