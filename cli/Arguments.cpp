@@ -1,0 +1,224 @@
+#include "cli/Arguments.h"
+
+#include <cmath>
+#include <set>
+
+#include "cli/Text.h"
+
+namespace thermfn {
+
+namespace {
+
+// Largest grid a single --T range may produce: far beyond any sensible table,
+// small enough that a typing slip (step 1e-9) fails at once instead of
+// filling memory.
+constexpr double kMaxRangePoints = 1e7;
+
+const char* commandName(Command c)
+{
+    switch (c) {
+    case Command::Phases: return "phases";
+    case Command::List: return "list";
+    case Command::Function: return "function";
+    case Command::Eval: return "eval";
+    case Command::Help: break;
+    }
+    return "help";
+}
+
+// The options each command takes; anything else is refused rather than
+// silently ignored, so that a misplaced option is noticed.
+bool optionApplies(Command c, const std::string& option)
+{
+    if (option == "--cache") return true;
+    switch (c) {
+    case Command::Phases: return false;
+    case Command::List: return option == "--phase";
+    case Command::Function: return option == "--T" || option == "--P" || option == "--json" || option == "--csv";
+    case Command::Eval: return true;
+    case Command::Help: break;
+    }
+    return false;
+}
+
+}  // namespace
+
+std::vector<double> parseTemperatures(const std::string& spec)
+{
+    const std::string where = "--T '" + spec + "'";
+    std::vector<std::string> fields = split(spec, ':');
+    if (fields.size() != 1 && fields.size() != 3)
+        throw CliError(kExitUsage, where + ": expected a temperature or start:stop:step");
+    std::vector<double> values;
+    for (size_t i = 0; i < fields.size(); ++i) {
+        static const char* names[] = {"start", "stop", "step"};
+        values.push_back(parseNumber(fields[i], fields.size() == 1 ? where : where + ": " + names[i]));
+    }
+    for (size_t i = 0; i < values.size() && i < 2; ++i)
+        if (!(values[i] > 0.0))
+            throw CliError(kExitUsage,
+                           where + ": expected temperatures in K above 0, got " + formatNumber("%g", values[i]));
+    if (values.size() == 1) return values;
+
+    double start = values[0], stop = values[1], step = values[2];
+    if (!(step > 0.0)) throw CliError(kExitUsage, where + ": expected a step above 0, got " + formatNumber("%g", step));
+    if (start > stop)
+        throw CliError(kExitUsage, where + ": start " + formatNumber("%g", start) + " is above stop " +
+                                       formatNumber("%g", stop));
+    double intervals = (stop - start) / step;
+    if (intervals + 1 > kMaxRangePoints)
+        throw CliError(kExitUsage, where + ": gives more than 1e7 temperatures; expected a larger step");
+    // The tolerance keeps the stop value when (stop - start) / step comes out
+    // as 16.999999999999996 for a range that a person reads as 17 steps.
+    size_t count = static_cast<size_t>(std::floor(intervals + 1e-9)) + 1;
+    std::vector<double> temperatures(count);
+    for (size_t i = 0; i < count; ++i) temperatures[i] = start + static_cast<double>(i) * step;
+    if (std::fabs(temperatures.back() - stop) <= 1e-9 * step) temperatures.back() = stop;
+    return temperatures;
+}
+
+void checkTemperatureLimits(const std::vector<double>& temperatures, double low, double high)
+{
+    for (double T : temperatures)
+        if (!(T >= low && T <= high))
+            throw CliError(kExitUsage, "temperature " + formatNumber("%g", T) +
+                                           " K is outside the database's limits; expected " + formatNumber("%g", low) +
+                                           " to " + formatNumber("%g", high) + " K");
+}
+
+Options parseArguments(const std::vector<std::string>& args)
+{
+    Options opts;
+    for (const std::string& a : args)
+        if (a == "--help" || a == "-h") return opts;
+    if (!args.empty() && args[0] == "help") return opts;
+    if (args.empty()) throw CliError(kExitUsage, "expected a command: phases, list, function or eval");
+
+    const std::string& name = args[0];
+    if (name == "phases") opts.command = Command::Phases;
+    else if (name == "list") opts.command = Command::List;
+    else if (name == "function") opts.command = Command::Function;
+    else if (name == "eval") opts.command = Command::Eval;
+    else throw CliError(kExitUsage, "unknown command '" + name + "'; expected phases, list, function or eval");
+    const std::string cmd = commandName(opts.command);
+
+    std::vector<std::string> positional;
+    std::set<std::string> seen;
+    bool json = false, csv = false;
+    for (size_t i = 1; i < args.size(); ++i) {
+        std::string option = args[i], value;
+        bool hasInlineValue = false;
+        if (option.rfind("--", 0) != 0 || option == "--") {
+            positional.push_back(option);
+            continue;
+        }
+        size_t eq = option.find('=');
+        if (eq != std::string::npos) {
+            value = option.substr(eq + 1);
+            option = option.substr(0, eq);
+            hasInlineValue = true;
+        }
+        static const std::set<std::string> withValue = {"--phase", "--T", "--y", "--P", "--cache"};
+        static const std::set<std::string> flags = {"--json", "--csv", "--hessian"};
+        if (!withValue.count(option) && !flags.count(option))
+            throw CliError(kExitUsage, "unknown option " + option + " (see thermfn --help)");
+        if (!optionApplies(opts.command, option))
+            throw CliError(kExitUsage, "option " + option + " does not apply to " + cmd + " (see thermfn --help)");
+        if (flags.count(option)) {
+            if (hasInlineValue) throw CliError(kExitUsage, "option " + option + " takes no value");
+            if (option == "--json") json = true;
+            if (option == "--csv") csv = true;
+            if (option == "--hessian") opts.hessian = true;
+            continue;
+        }
+        if (!hasInlineValue) {
+            // A following option is never taken as the value: "--phase --json"
+            // is a missing name, not a phase called "--json".
+            if (i + 1 >= args.size() || args[i + 1].rfind("--", 0) == 0)
+                throw CliError(kExitUsage, "option " + option + " expects a value");
+            value = args[++i];
+        }
+        bool repeatable = option == "--T" || option == "--y";
+        if (!repeatable && !seen.insert(option).second)
+            throw CliError(kExitUsage, "option " + option + " is given twice");
+        if (option == "--phase") {
+            if (trim(value).empty()) throw CliError(kExitUsage, "--phase expects a phase name");
+            opts.phase = trim(value);
+        } else if (option == "--T") {
+            std::vector<double> t = parseTemperatures(value);
+            opts.temperatures.insert(opts.temperatures.end(), t.begin(), t.end());
+        } else if (option == "--y") {
+            opts.compositions.push_back(parseComposition(value));
+        } else if (option == "--P") {
+            opts.pressure = parseNumber(value, "--P");
+            if (!(opts.pressure > 0.0))
+                throw CliError(kExitUsage,
+                               "--P: expected a pressure in Pa above 0, got " + formatNumber("%g", opts.pressure));
+        } else if (option == "--cache") {
+            if (value.empty()) throw CliError(kExitUsage, "--cache expects a file name");
+            opts.cachePath = value;
+        }
+    }
+    if (json && csv) throw CliError(kExitUsage, "--json and --csv exclude each other; expected one of them");
+    opts.format = json ? Format::Json : csv ? Format::Csv : Format::Table;
+    // The table is for reading; a matrix per row would not fit it.
+    if (opts.hessian && opts.format == Format::Table)
+        throw CliError(kExitUsage, "--hessian needs --json or --csv");
+
+    size_t wanted = opts.command == Command::Function ? 2 : 1;
+    if (positional.size() < wanted)
+        throw CliError(kExitUsage, opts.command == Command::Function
+                                       ? "function expects a database file and a function name"
+                                       : cmd + " expects a database file");
+    if (positional.size() > wanted)
+        throw CliError(kExitUsage, "unexpected argument '" + positional[wanted] + "' for " + cmd);
+    opts.database = positional[0];
+    if (opts.command == Command::Function) opts.functionName = positional[1];
+
+    if (opts.command == Command::Function || opts.command == Command::Eval) {
+        if (opts.temperatures.empty()) throw CliError(kExitUsage, cmd + " expects at least one --T");
+    }
+    if (opts.command == Command::Eval) {
+        if (opts.phase.empty()) throw CliError(kExitUsage, "eval expects --phase NAME");
+        if (opts.compositions.empty())
+            throw CliError(kExitUsage, "eval expects at least one --y (site fractions, e.g. FE=0.3,NI=0.7:VA=1)");
+    }
+    return opts;
+}
+
+std::string usageText()
+{
+    return R"(Usage: thermfn COMMAND DB [options]
+
+Commands:
+  phases DB                      phases with sublattices, site ratios, constituents,
+                                 parameter counts and whether each can be evaluated
+  list DB [--phase NAME]         the kernel's listing of the symbol functions and the
+                                 phase parameter lists, then the parameters defined
+                                 twice; --phase lists that phase only
+  function DB NAME --T ...       value and first three temperature derivatives of a
+                                 FUNCTION of the database
+  eval DB --phase NAME --T ... --y ...
+                                 Gibbs energy and derivatives of a phase on a grid of
+                                 temperatures x compositions
+
+Options:
+  --T T | start:stop:step        temperature(s) in K, stop included; repeatable
+  --y A=0.3,B=0.7:VA=1           site fractions: sublattices separated by ':', pairs
+                                 by ','; unnamed constituents are 0; each sublattice
+                                 must sum to 1; repeatable
+  --P pressure                   pressure in Pa (default 101325)
+  --json | --csv                 machine-readable output (function, eval)
+  --hessian                      with eval --json or --csv: second derivatives
+                                 in the site fractions and T
+  --cache FILE                   load the parsed database from FILE when it is a
+                                 current cache of DB, otherwise parse DB and write FILE
+  -h, --help                     this text
+
+Results go to standard output; messages and errors to standard error.
+Exit codes: 0 success, 1 the request could not be carried out (phase not
+evaluable), 2 bad arguments, unknown names, values out of range, unreadable DB.
+)";
+}
+
+}  // namespace thermfn

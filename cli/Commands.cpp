@@ -1,0 +1,58 @@
+#include "cli/Commands.h"
+
+#include <exception>
+#include <new>
+
+#include "cli/Database.h"
+#include "host/ThermDatabase.h"
+
+namespace thermfn {
+
+int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
+{
+    try {
+        if (args.empty()) {
+            err << usageText();
+            return kExitUsage;
+        }
+        Options opts = parseArguments(args);
+        if (opts.command == Command::Help) {
+            out << usageText();
+            return 0;
+        }
+        std::unique_ptr<ThermDatabase> db = openDatabase(opts.database, opts.cachePath, err);
+        switch (opts.command) {
+        case Command::Phases: showPhases(*db, out); break;
+        case Command::List: showListing(*db, opts.phase, out); break;
+        case Command::Function: {
+            FunctionResults f = computeFunction(*db, opts, err);
+            if (opts.format == Format::Json) writeFunctionJson(out, f.name, f.points);
+            else if (opts.format == Format::Csv) writeFunctionCsv(out, f.name, f.points);
+            else writeFunctionTable(out, f.name, f.points);
+            break;
+        }
+        case Command::Eval: {
+            EvalResults results = computeGrid(*db, opts);
+            if (opts.format == Format::Json) writeEvalJson(out, results, opts.hessian);
+            else if (opts.format == Format::Csv) writeEvalCsv(out, results, opts.hessian);
+            else writeEvalTable(out, results);
+            break;
+        }
+        case Command::Help: break;
+        }
+        out.flush();
+        return out ? 0 : kExitFailure;
+    } catch (const CliError& e) {
+        out.flush();
+        err << "thermfn: " << e.what() << '\n';
+        return e.exitCode();
+    } catch (const std::bad_alloc&) {
+        err << "thermfn: out of memory\n";
+        return kExitFailure;
+    } catch (const std::exception& e) {
+        err << "thermfn: " << e.what() << '\n';
+        return kExitFailure;
+    }
+}
+
+}  // namespace thermfn

@@ -1,0 +1,102 @@
+#include "cli/Database.h"
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "cli/CliError.h"
+#include "host/DatabaseArchive.h"
+#include "host/ThermDatabase.h"
+#include "tdb/TdbReader.h"
+
+namespace fs = std::filesystem;
+
+namespace thermfn {
+
+namespace {
+
+std::string canonicalPath(const std::string& path)
+{
+    std::error_code ec;
+    fs::path p = fs::weakly_canonical(fs::absolute(path, ec), ec);
+    return ec ? path : p.string();
+}
+
+std::unique_ptr<ThermDatabase> freshDatabase()
+{
+    auto db = std::make_unique<ThermDatabase>();
+    db->app.m_bEcho = true;
+    return db;
+}
+
+// The cache at cachePath when it belongs to tdbPath and is current; null
+// (with a note on err) when it must be made again.
+std::unique_ptr<ThermDatabase> loadCurrentCache(const std::string& tdbPath, const std::string& cachePath,
+                                                std::ostream& err)
+{
+    auto db = freshDatabase();
+    std::string error;
+    if (!loadDatabaseArchive(*db, cachePath, error)) {
+        err << "thermfn: cache " << cachePath << " cannot be used (" << error << "); reading " << tdbPath
+            << " again\n";
+        return nullptr;
+    }
+    std::error_code ec;
+    if (!fs::exists(tdbPath, ec)) return db;  // nothing to compare with: the cache is all there is
+    // A cache records the absolute path of the file it was made from, so that
+    // a cache named for one database is never taken for another.
+    if (db->sourceName != canonicalPath(tdbPath)) {
+        err << "thermfn: cache " << cachePath << " was made from " << db->sourceName << ", not " << tdbPath
+            << "; reading " << tdbPath << " again\n";
+        return nullptr;
+    }
+    auto tdbTime = fs::last_write_time(tdbPath, ec);
+    auto cacheTime = fs::last_write_time(cachePath, ec);
+    if (!ec && tdbTime > cacheTime) {
+        err << "thermfn: " << tdbPath << " changed after cache " << cachePath << " was written; reading it again\n";
+        return nullptr;
+    }
+    return db;
+}
+
+}  // namespace
+
+bool isCacheFile(const std::string& path)
+{
+    std::ifstream f(path, std::ios::binary);
+    char magic[4] = {};
+    return f.read(magic, 4) && magic[0] == 'T' && magic[1] == 'H' && magic[2] == 'D' && magic[3] == 'B';
+}
+
+std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const std::string& cachePath,
+                                            std::ostream& err)
+{
+    bool writeCache = !cachePath.empty();
+    std::error_code ec;
+    if (writeCache && fs::exists(cachePath, ec)) {
+        if (isCacheFile(cachePath)) {
+            if (auto db = loadCurrentCache(tdbPath, cachePath, err)) return db;
+        } else {
+            err << "thermfn: " << cachePath
+                << " is not a database cache; it is left untouched and no cache is written\n";
+            writeCache = false;
+        }
+    }
+
+    auto db = freshDatabase();
+    tdb::ReadReport report;
+    bool usable = tdb::readTdbFile(tdbPath, *db, report);
+    for (const tdb::Diagnostic& d : report.diagnostics) err << d.format() << '\n';
+    if (!usable) throw CliError(kExitUsage, "cannot read database " + tdbPath + "; expected a readable TDB file");
+    if (report.errorCount() > 0) err << "thermfn: " << tdbPath << ": " << report.summary() << '\n';
+
+    if (writeCache) {
+        db->sourceName = canonicalPath(tdbPath);
+        std::string error;
+        if (!saveDatabaseArchive(*db, cachePath, error))
+            err << "thermfn: cache " << cachePath << " not written: " << error << '\n';
+    }
+    return db;
+}
+
+}  // namespace thermfn

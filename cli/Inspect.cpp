@@ -1,0 +1,126 @@
+// The commands that show what a database holds: phases, list, function.
+#include "cli/Commands.h"
+#include "cli/Text.h"
+#include "host/ThermDatabase.h"
+#include "host/myCString.h"
+#include "thermfunctions/TThermFkt.h"
+#include "thermfunctions/VxThermFunctions.h"
+
+namespace thermfn {
+
+namespace {
+
+std::string siteRatios(const CVxPhase& phase)
+{
+    std::string out;
+    for (size_t s = 0; s < phase.m_SiteRatios.size(); ++s)
+        out += (s ? ":" : "") + formatNumber("%g", phase.m_SiteRatios[s]);
+    return out;
+}
+
+std::string constituents(const CVxPhase& phase, const CVxGibbs& gibbs)
+{
+    std::string out;
+    for (const std::vector<int>& sublattice : phase.m_Constituents) {
+        out += "(";
+        for (size_t i = 0; i < sublattice.size(); ++i)
+            out += (i ? "," : "") + std::string(gibbs.GetElementName(sublattice[i]));
+        out += ")";
+    }
+    return out;
+}
+
+}  // namespace
+
+int requirePhase(const ThermDatabase& db, const std::string& name)
+{
+    int index = db.findPhase(name);
+    if (index >= 0) return index;
+    std::string names;
+    for (const ThermDatabase::PhaseRecord& rec : db.phases)
+        names += (names.empty() ? "" : ", ") + std::string(rec.phase->m_szPhaseName);
+    throw CliError(kExitUsage, "unknown phase " + name + "; expected one of " + (names.empty() ? "(none)" : names));
+}
+
+void showPhases(ThermDatabase& db, std::ostream& out)
+{
+    out << db.phases.size() << " phases, temperatures " << formatNumber("%g", db.defaultTLow) << " to "
+        << formatNumber("%g", db.defaultTHigh) << " K\n\n";
+    std::vector<std::vector<std::string>> rows = {
+        {"phase", "sublattices", "sites", "constituents", "parameters", "evaluable"}};
+    for (const ThermDatabase::PhaseRecord& rec : db.phases) {
+        const CVxPhase& phase = *rec.phase;
+        std::string evaluable = phase.m_bEvaluable ? "yes" : "no: " + phase.m_NotEvaluableWhy;
+        rows.push_back({phase.m_szPhaseName, std::to_string(phase.m_nSublatticeCount), siteRatios(phase),
+                        constituents(phase, *rec.gibbs), std::to_string(rec.functions->m_FktArray.m_nSize),
+                        evaluable});
+    }
+    // All columns left-aligned: most are text, and the reason comes last
+    // because it is the only cell of unbounded length.
+    writeAligned(out, rows, rows[0].size());
+}
+
+void showListing(ThermDatabase& db, const std::string& phase, std::ostream& out)
+{
+    std::vector<TThermFktMgr*> lists;
+    if (phase.empty()) {
+        for (ThermDatabase::PhaseRecord& rec : db.phases) lists.push_back(rec.functions.get());
+    } else {
+        lists.push_back(db.phases[requirePhase(db, phase)].functions.get());
+    }
+    myCString text;
+    if (phase.empty()) db.symbols().WriteOutFunktions(text, 3);
+    for (TThermFktMgr* list : lists) list->WriteOutFunktions(text, 3);
+    out << text.c_str();
+
+    // Only the phase lists are checked: symbol functions are told apart by
+    // name, which the comparison of parameters does not look at, so every
+    // pair of symbols would be reported.
+    out << "\nParameters defined twice:\n";
+    int total = 0;
+    for (TThermFktMgr* list : lists) {
+        myCString report;
+        int n = list->CheckForDoubleParameters(&report);
+        if (n > 0) out << report.c_str();
+        total += n;
+    }
+    if (total == 0) out << "  none\n";
+}
+
+FunctionResults computeFunction(ThermDatabase& db, const Options& opts, std::ostream& err)
+{
+    int index = db.dataMgr.FindSymbolFunction(opts.functionName.c_str());
+    TThermFktMgr& symbols = db.symbols();
+    if (index < 0 || index >= symbols.m_FktArray.m_nSize) {
+        std::string some;
+        int n = symbols.m_FktArray.m_nSize;
+        for (int i = 0; i < n && i < 8; ++i)
+            some += (i ? ", " : "") + std::string(db.dataMgr.m_SymbolNames1.m_pData[i].m_pszBuffer);
+        if (n > 8) some += ", ...";
+        throw CliError(kExitUsage, "unknown function " + opts.functionName + "; expected a FUNCTION of the database" +
+                                       (n ? " (" + some + ")" : " (it defines none)"));
+    }
+    checkTemperatureLimits(opts.temperatures, db.defaultTLow, db.defaultTHigh);
+    TThermFkt* function = symbols.m_FktArray[index];
+    FunctionResults results;
+    results.name = db.dataMgr.m_SymbolNames1.m_pData[index].m_pszBuffer;
+    std::vector<double> uncovered;
+    for (double T : opts.temperatures) {
+        TK.CalcTValues(T);
+        symbols.SaveCalcPTValues(T, opts.pressure, 2);
+        // Outside every range the kernel gives 0 (as other tools do); that is
+        // printed, but the user is told, since it is rarely what was meant.
+        if (function->m_pActPoly == nullptr) uncovered.push_back(T);
+        results.points.push_back(FunctionPoint{T, opts.pressure, function->m_dValue, function->m_dValueT,
+                                               function->m_dValueTT, function->m_dValueTTT});
+    }
+    if (!uncovered.empty()) {
+        err << "thermfn: FUNCTION " << results.name << " has no temperature range covering "
+            << formatNumber("%g", uncovered.front()) << " K";
+        if (uncovered.size() > 1) err << " (nor " << uncovered.size() - 1 << " more of the temperatures)";
+        err << "; its value there is 0\n";
+    }
+    return results;
+}
+
+}  // namespace thermfn
