@@ -383,9 +383,15 @@ struct Parser
         }
         Mono m = argument(arg, argAt, "LN");
         if (m.sym < 0 && !(m.c > 0.0)) throw Failure{argAt, "LN of a non-positive constant"};
+        return special(Special::Ln, m, at);
+    }
+
+    // LN or EXP of the argument m (a constant, or a constant times a function).
+    static Sum special(Special kind, const Mono& m, size_t at)
+    {
         Mono f;
         f.offset = at;
-        f.special = Special::Ln;
+        f.special = kind;
         f.argC = m.c;
         f.argSym = m.sym;
         return Sum{f};
@@ -399,12 +405,7 @@ struct Parser
             if (!std::isfinite(v)) throw Failure{argAt, "EXP of a constant overflows"};
             return constant(v, at);
         }
-        Mono f;
-        f.offset = at;
-        f.special = Special::Exp;
-        f.argC = m.c;
-        f.argSym = m.sym;
-        return Sum{f};
+        return special(Special::Exp, m, at);
     }
 };
 

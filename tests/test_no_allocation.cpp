@@ -10,21 +10,7 @@
 
 #include "support/KernelTestKit.h"
 
-namespace {
-std::atomic<long> g_nAllocations{0};
-}
-
-void* operator new(std::size_t n)
-{
-    ++g_nAllocations;
-    if (void* p = std::malloc(n ? n : 1)) return p;
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t n) { return operator new(n); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+#include "support/AllocationCounter.h"
 
 TEST(NoAllocation, TemperatureStepOfSymbolsAndParameters)
 {

@@ -21,6 +21,12 @@
 
 #include "host/PhaseEvaluator.h"
 #include "support/TdbTestKit.h"
+#include "support/Unaries.h"
+
+using unary::GhserFe;
+using unary::GhserCr;
+using unary::GhserNb;
+using unary::GhserSn;
 
 namespace {
 
@@ -33,37 +39,7 @@ const double P0 = 101325.0; // Pa; no parameter here depends on P
 // ---------------------------------------------------------------------------
 // Published data written out independently of the database files
 
-// Unary Gibbs energies relative to the stable element reference [J/mol of
-// atoms], SGTE data: A.T. Dinsdale, "SGTE data for pure elements",
-// CALPHAD 15 (1991) 317-425.
-double GhserFe(double T)
-{
-    if (T < 1811.0)
-        return 1225.7 + 124.134 * T - 23.5143 * T * std::log(T) - 0.00439752 * T * T - 5.8927e-8 * T * T * T +
-               77359.0 / T;
-    return -25383.581 + 299.31255 * T - 46.0 * T * std::log(T) + 2.29603e31 * std::pow(T, -9);
-}
-double GhserCr(double T)
-{
-    if (T < 2180.0)
-        return -8856.94 + 157.48 * T - 26.908 * T * std::log(T) + 0.00189435 * T * T - 1.47721e-6 * T * T * T +
-               139250.0 / T;
-    return -34869.344 + 344.18 * T - 50.0 * T * std::log(T) - 2.88526e32 * std::pow(T, -9);
-}
-double GhserSn(double T)  // body-centred tetragonal (white) tin
-{
-    const double lnT = std::log(T);
-    if (T < 250.0)
-        return -7958.517 + 122.765451 * T - 25.858 * T * lnT + 5.1185e-4 * T * T - 3.192767e-6 * T * T * T +
-               18440.0 / T;
-    if (T < 505.08)
-        return -5855.135 + 65.443315 * T - 15.961 * T * lnT - 0.0188702 * T * T + 3.121167e-6 * T * T * T -
-               61960.0 / T;
-    if (T < 800.0)
-        return 2524.724 + 4.005269 * T - 8.2590486 * T * lnT - 0.016814429 * T * T + 2.623131e-6 * T * T * T -
-               1081244.0 / T - 1.2307e25 * std::pow(T, -9);
-    return -8256.959 + 138.99688 * T - 28.4512 * T * lnT - 1.2307e25 * std::pow(T, -9);
-}
+// The SGTE unaries (Dinsdale 1991) are in support/Unaries.h.
 
 // The Pb-Sn assessment (T.L. Ngai, Y.A. Chang, CALPHAD 5 (1981) 267) as
 // distributed in pbsn.tdb does not carry the SGTE unaries: its T coefficients

@@ -17,23 +17,9 @@
 #include "host/PhaseEvaluator.h"
 #include "support/EvaluatorTestKit.h"
 
-// Every allocation of the program is counted, so that a test can show that
-// evaluate() leaves the heap alone once the output vectors have their size.
-namespace {
-std::atomic<long> g_allocations{0};
-}
-
-void* operator new(std::size_t n)
-{
-    ++g_allocations;
-    if (void* p = std::malloc(n ? n : 1)) return p;
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t n) { return operator new(n); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+// Allocations are counted, so that a test can show that evaluate() leaves the
+// heap alone once the output vectors have their size.
+#include "support/AllocationCounter.h"
 
 namespace {
 
@@ -622,10 +608,10 @@ TEST(PhaseEvaluator, EvaluateDoesNotAllocate)
     const double y[] = {0.7, 0.3, 0.8, 0.2};
     PhaseProperties out;
     ASSERT_TRUE(ev.evaluate(y, 2, out));  // sizes the vectors
-    const long before = g_allocations.load();
+    const long before = g_nAllocations.load();
     bool ok = true;
     for (int order = 0; order <= 2; ++order) ok = ev.evaluate(y, order, out) && ok;
-    const long used = g_allocations.load() - before;
+    const long used = g_nAllocations.load() - before;
     EXPECT_TRUE(ok);
     EXPECT_EQ(used, 0);
 }
@@ -758,9 +744,9 @@ TEST(PhaseEvaluator, RefusingATemperatureDoesNotAllocate)
     ev.setTemperature(600, P0);
     ASSERT_TRUE(ev.evaluate(y, 2, out));  // sizes the vectors
     ev.setTemperature(1500, P0);
-    const long before = g_allocations.load();
+    const long before = g_nAllocations.load();
     const bool ok = ev.evaluate(y, 2, out);
-    const long used = g_allocations.load() - before;
+    const long used = g_nAllocations.load() - before;
     EXPECT_FALSE(ok);
     EXPECT_EQ(used, 0);
     EXPECT_NE(ev.why(), "");

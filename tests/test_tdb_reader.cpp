@@ -8,37 +8,17 @@
 #include <functional>
 
 #include "support/TdbTestKit.h"
+#include "support/Unaries.h"
+
+using unary::GhserFe;
+using unary::GhserCr;
+using unary::GhserNb;
 
 namespace {
 
 using kit::Listing;
 using kit::ReadShared;
 using kit::ReadText;
-
-// Unary Gibbs energies of the pure elements in their stable structure
-// [J per mole of atoms], SGTE data (A.T. Dinsdale, CALPHAD 15 (1991) 317),
-// written out here independently of any database file.
-double GhserFe(double T)
-{
-    if (T < 1811.0)
-        return 1225.7 + 124.134 * T - 23.5143 * T * std::log(T) - 0.00439752 * T * T - 5.8927e-8 * T * T * T +
-               77359.0 / T;
-    return -25383.581 + 299.31255 * T - 46.0 * T * std::log(T) + 2.29603e31 * std::pow(T, -9);
-}
-double GhserCr(double T)
-{
-    if (T < 2180.0)
-        return -8856.94 + 157.48 * T - 26.908 * T * std::log(T) + 0.00189435 * T * T - 1.47721e-6 * T * T * T +
-               139250.0 / T;
-    return -34869.344 + 344.18 * T - 50.0 * T * std::log(T) - 2.88526e32 * std::pow(T, -9);
-}
-double GhserNb(double T)
-{
-    if (T < 2750.0)
-        return -8519.353 + 142.045475 * T - 26.4711 * T * std::log(T) + 2.03475e-4 * T * T - 3.5012e-7 * T * T * T +
-               93399.0 / T;
-    return -37669.3 + 271.720843 * T - 41.77 * T * std::log(T) + 1.528238e32 * std::pow(T, -9);
-}
 
 struct Unary
 {

@@ -1,0 +1,26 @@
+// Counts every allocation of the test program that includes it, so that a
+// test can show that a hot path leaves the heap alone.  The replacement
+// allocation functions may be defined only once per program: include this
+// header in exactly one source file of a test program.
+#ifndef TESTS_SUPPORT_ALLOCATIONCOUNTER_H
+#define TESTS_SUPPORT_ALLOCATIONCOUNTER_H
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+std::atomic<long> g_nAllocations{0};  //!< allocations since the program started
+
+void* operator new(std::size_t n)
+{
+    ++g_nAllocations;
+    if (void* p = std::malloc(n ? n : 1)) return p;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t n) { return operator new(n); }
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+
+#endif
