@@ -320,75 +320,6 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"ReciprocalMagneticAboveTc", "RECMAG", {0.7, 0.3, 0.8, 0.2}, 1100}),
     [](const ::testing::TestParamInfo<Case>& info) { return std::string(info.param.name); });
 
-TEST(PhaseEvaluator, IdealMixingOfTwoConstituents)
-{
-    ThermDatabase db;
-    Build(db);
-    PhaseEvaluator ev(db, db.findPhase("IDEAL"));
-    ev.setTemperature(1000, P0);
-    PhaseProperties out;
-    const double y[] = {0.25, 0.75};
-    ASSERT_TRUE(ev.evaluate(y, 2, out));
-    // 8.3145 * 1000 * (0.25 ln 0.25 + 0.75 ln 0.75), worked out separately
-    EXPECT_NEAR(out.G, -4675.53555993, 1e-7);
-    EXPECT_NEAR(out.SM, 4.67553555993, 1e-10);
-    EXPECT_NEAR(out.HM, 0.0, 1e-9);
-    EXPECT_NEAR(out.CPM, 0.0, 1e-12);
-    EXPECT_NEAR(out.dG_dy[0], 8314.5 * (std::log(0.25) + 1), 1e-8);
-    EXPECT_NEAR(out.hessian[0], 8314.5 / 0.25, 1e-8);
-    EXPECT_NEAR(out.hessian[1], 0.0, 1e-12);
-}
-
-TEST(PhaseEvaluator, PureMagneticElementFollowsThePublishedSeries)
-{
-    ThermDatabase db;
-    Build(db);
-    // phase, TC' and beta' by hand (factor from the database, not from the name)
-    struct
-    {
-        const char* phase;
-        double TC, beta;
-    } cases[] = {{"MAG", 1043, 2.22}, {"BCC_B2", 200, 0.6}, {"HCP_A3", 600, 1.8}};
-    for (const auto& m : cases) {
-        PhaseEvaluator ev(db, db.findPhase(m.phase));
-        auto G = [&](double T) { return 1000 - 5 * T + R * T * std::log(m.beta + 1) * HillertJarl(T / m.TC, 0.4); };
-        for (double tau : {0.3, 0.8, 0.999, 1.2, 2.5}) {
-            const double T = tau * m.TC;
-            ev.setTemperature(T, P0);
-            PhaseProperties out;
-            const double y[] = {1.0, 1.0};
-            ASSERT_TRUE(ev.evaluate(y, 2, out));
-            EXPECT_NEAR(out.G, G(T), 1e-9 * std::fabs(G(T))) << m.phase << " " << T;
-            EXPECT_EQ(out.atoms, 1.0);
-            EXPECT_NEAR(out.SM, -D5([&](double d) { return G(T + d); }, 1e-5 * T), 1e-7) << m.phase << " " << T;
-        }
-    }
-}
-
-TEST(PhaseEvaluator, HeatCapacityJumpsAtTheCurieTemperature)
-{
-    ThermDatabase db;
-    Build(db);
-    PhaseEvaluator ev(db, db.findPhase("MAG"));
-    const double TC = 1043, y[] = {1.0, 1.0};
-    PhaseProperties below, above;
-    ev.setTemperature(TC * (1 - 1e-12), P0);
-    ASSERT_TRUE(ev.evaluate(y, 2, below));
-    ev.setTemperature(TC, P0);  // tau = 1 belongs to the upper series
-    ASSERT_TRUE(ev.evaluate(y, 2, above));
-    EXPECT_NEAR(below.G, above.G, 1e-6);
-    // both series have the same slope at tau = 1 to the six digits of their constants
-    EXPECT_NEAR(below.SM, above.SM, 1e-4);
-    // Cp_mag = -R ln(beta+1) tau (2 g' + tau g''); g' is continuous, so the
-    // jump is -R ln(beta+1) (g''_below - g''_above) at tau = 1
-    const double p = 0.4, D = 518.0 / 1125.0 + 11692.0 / 15975.0 * (1 / p - 1);
-    const double g2below = -(2 * 79.0 / (140 * p) + 474.0 / 497.0 * (1 / p - 1) * (1 + 8.0 / 15 + 14.0 / 40)) / D;
-    const double g2above = -(3 + 240.0 / 315 + 650.0 / 1500) / D;
-    const double jump = -R * std::log(3.22) * (g2below - g2above);
-    EXPECT_GT(jump, 5.0);
-    EXPECT_NEAR(below.CPM - above.CPM, jump, 1e-6 * jump);
-}
-
 TEST(PhaseEvaluator, SiteFractionsOfZeroGiveTheLimit)
 {
     ThermDatabase db;
@@ -597,23 +528,6 @@ TEST(PhaseEvaluator, ReciprocalTermsCompleteThePhaseArrays)
     const double fd3 = D5([&](double d) { return at(T + d).d2G_dT2; }, h);
     EXPECT_NEAR(d3G, fd3, 1e-6 * (1 + std::fabs(fd3)));
     EXPECT_NE(d3G, 0.0);  // from LR1's T*ln(T), the only term with a third T derivative
-}
-
-TEST(PhaseEvaluator, EvaluateDoesNotAllocate)
-{
-    ThermDatabase db;
-    Build(db);
-    PhaseEvaluator ev(db, db.findPhase("RECMAG"));
-    ev.setTemperature(500, P0);
-    const double y[] = {0.7, 0.3, 0.8, 0.2};
-    PhaseProperties out;
-    ASSERT_TRUE(ev.evaluate(y, 2, out));  // sizes the vectors
-    const long before = g_nAllocations.load();
-    bool ok = true;
-    for (int order = 0; order <= 2; ++order) ok = ev.evaluate(y, order, out) && ok;
-    const long used = g_nAllocations.load() - before;
-    EXPECT_TRUE(ok);
-    EXPECT_EQ(used, 0);
 }
 
 // A database of functions with limited ranges: GLIM 300-1000 K, GOUTER
