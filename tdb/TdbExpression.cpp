@@ -187,6 +187,19 @@ struct Parser
     size_t end;
     const ExpressionParser::SymbolResolver& resolver;
     std::vector<int>& referenced;
+    int depth = 0;  //!< signs and parentheses being read; bounded so that no input exhausts the stack
+
+    // Guards one level of recursion.
+    struct Nest
+    {
+        Parser& p;
+        explicit Nest(Parser& parser) : p(parser)
+        {
+            if (++p.depth > kMaxNesting) throw Failure{p.pos, "expression nested too deeply"};
+        }
+        ~Nest() { --p.depth; }
+    };
+    static constexpr int kMaxNesting = 200;
 
     void skipBlanks()
     {
@@ -244,6 +257,7 @@ struct Parser
 
     Sum parseUnary()
     {
+        Nest guard(*this);
         skipBlanks();
         if (pos < end && (text[pos] == '+' || text[pos] == '-')) {
             bool negative = text[pos] == '-';
@@ -311,6 +325,7 @@ struct Parser
             return constant(v, at);
         }
         if (c == '(') {
+            Nest guard(*this);
             ++pos;
             Sum s = parseSum();
             expect(')', "')'");

@@ -134,6 +134,7 @@ private:
     std::map<char, std::vector<TypeDefinition>> typeDefs_;
     std::vector<std::string> symbolProblem_;         //!< per symbol: why it cannot be used ("" when fine)
     std::vector<std::vector<int>> symbolRefs_;       //!< per symbol: the symbols its pieces refer to
+    std::vector<size_t> symbolOffset_;               //!< per symbol: where its (last) FUNCTION command starts
 
     // --- diagnostics ---
     void report(Diagnostic::Severity sev, size_t offset, const std::string& command, const std::string& message)
@@ -248,6 +249,7 @@ private:
     void temperatureLimits(const Command& c, size_t bodyBegin);
     void applyTypeDefinitions();
     void propagateSymbolProblems();
+    void orderSymbols();
     void bind();
 
     // Temperature ranges "T0 expr; T1 Y expr; T2 N ref" into pieces; false with problem.
@@ -504,6 +506,84 @@ bool Builder::functionBody(const Command& c, size_t bodyBegin, Problem& problem)
     symbolRefs_[static_cast<size_t>(index)] = refs;
     ++report_.functions;
     return true;
+}
+
+// Evaluating a symbol function first brings every function it refers to that
+// stands later in the list up to date, once per reference and derivative
+// order, recursively: a chain of such forward references costs work that grows
+// with a power of its length, and a branching one grows exponentially.  So the
+// list is put into dependency order (every function after those it refers to,
+// otherwise in file order): each function is then evaluated once per
+// temperature step and nothing nests.  A function that refers to itself,
+// directly or through others, has no such order and is refused.
+void Builder::orderSymbols()
+{
+    const size_t n = symbolRefs_.size();
+    std::vector<int> newToOld;
+    newToOld.reserve(n);
+    std::vector<char> state(n, 0);  // 0 unvisited, 1 on the path, 2 placed
+    std::vector<std::pair<size_t, size_t>> stack;  // (function, next reference to look at)
+    for (size_t root = 0; root < n; ++root) {
+        if (state[root]) continue;
+        stack.emplace_back(root, 0);
+        state[root] = 1;
+        while (!stack.empty()) {
+            auto& [f, k] = stack.back();
+            if (k < symbolRefs_[f].size()) {
+                size_t r = static_cast<size_t>(symbolRefs_[f][k++]);
+                if (state[r] == 0) {
+                    state[r] = 1;
+                    stack.emplace_back(r, 0);
+                } else if (state[r] == 1 && symbolProblem_[f].empty()) {
+                    std::string name = dm_.m_SymbolNames1.m_pData[f].m_pszBuffer;
+                    std::string target = dm_.m_SymbolNames1.m_pData[r].m_pszBuffer;
+                    error(symbolOffset_[f], "FUNCTION " + name,
+                          r == f ? "refers to itself" : "refers to itself through " + target);
+                    symbolProblem_[f] = "function " + name + " refers to itself";
+                }
+            } else {
+                newToOld.push_back(static_cast<int>(f));
+                state[f] = 2;
+                stack.pop_back();
+            }
+        }
+    }
+    std::vector<int> oldToNew(n);
+    for (size_t k = 0; k < n; ++k) oldToNew[static_cast<size_t>(newToOld[k])] = static_cast<int>(k);
+
+    TThermFktMgr& list = *dm_.GetSymbolFktMgr();
+    std::vector<TThermFkt*> functions(list.m_FktArray.m_pData, list.m_FktArray.m_pData + n);
+    std::vector<std::string> names;
+    for (size_t k = 0; k < n; ++k) names.emplace_back(dm_.m_SymbolNames1.m_pData[k].m_pszBuffer);
+    auto remap = [&](int32_t& index) {
+        if (index >= 0) index = oldToNew[static_cast<size_t>(index)];
+    };
+    std::vector<std::vector<int>> refs(n);
+    std::vector<std::string> problems(n);
+    std::vector<size_t> offsets(n);
+    for (size_t k = 0; k < n; ++k) {
+        size_t old = static_cast<size_t>(newToOld[k]);
+        TThermFkt* f = functions[old];
+        list.m_FktArray[static_cast<int>(k)] = f;
+        f->m_pFktData->m_nNameIndex = static_cast<int>(k);
+        for (myCStringArray* table : {&dm_.m_SymbolNames1, &dm_.m_SymbolNames2, &dm_.m_SymbolNames3})
+            table->m_pData[k] = names[old].c_str();
+        for (int p = 0; p < f->m_PolyIndex.m_nSize; ++p) {
+            TThermTPolynom& piece = *dm_.m_PolynomArray[f->m_PolyIndex[p]];
+            for (int t = 0; t < piece.m_nSymbolTerms; ++t) remap(piece.m_anSymbolIndex[t]);
+            for (int32_t* r : {&piece.m_nRTLnSymbol, &piece.m_nLnFactorSymbol, &piece.m_nLnArgSymbol,
+                               &piece.m_nExpFactorSymbol, &piece.m_nExpArgSymbol, &piece.m_nPSymbol,
+                               &piece.m_nTPSymbol, &piece.m_nT2PSymbol})
+                remap(*r);
+        }
+        for (int r : symbolRefs_[old]) refs[k].push_back(oldToNew[static_cast<size_t>(r)]);
+        problems[k] = symbolProblem_[old];
+        offsets[k] = symbolOffset_[old];
+        symbols_[names[old]] = static_cast<int>(k);
+    }
+    symbolRefs_.swap(refs);
+    symbolProblem_.swap(problems);
+    symbolOffset_.swap(offsets);
 }
 
 // A function is unusable when it could not be read or refers to one that is.
@@ -1101,6 +1181,9 @@ void Builder::run()
             symbols_[name] = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
         }
         lastDefinition[name] = &entry;
+        size_t position = static_cast<size_t>(symbols_[name]);
+        if (symbolOffset_.size() <= position) symbolOffset_.resize(position + 1);
+        symbolOffset_[position] = entry.first->begin;
     }
     symbolProblem_.assign(symbols_.size(), std::string());
     symbolRefs_.assign(symbols_.size(), std::vector<int>());
@@ -1131,6 +1214,7 @@ void Builder::run()
         error(problem.offset, "FUNCTION " + name, problem.message);
         symbolProblem_[static_cast<size_t>(symbols_.at(name))] = "function " + name + " could not be read";
     }
+    orderSymbols();
     propagateSymbolProblems();
 
     for (auto& [c, body] : byKind[kTypeDefinition]) typeDefinition(*c, body);

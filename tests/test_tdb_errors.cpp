@@ -143,6 +143,46 @@ TEST(TdbCorpus, FilesThatAreNotTextOrMissingAreRefused)
     EXPECT_NE(missing.report.diagnostics[0].format().find("/nonexistent/dir/x.tdb"), std::string::npos);
 }
 
+TEST(TdbCorpus, LongReferenceChainsAndDeepNestingStayCheap)
+{
+    // forward references 3000 functions deep, each function referring to the
+    // next two: read in dependency order, every function is evaluated once
+    std::string chain;
+    for (int i = 0; i < 3000; ++i)
+        chain += "FUNCTION F" + std::to_string(i) + " 298.15 1+F" + std::to_string(i + 1) + "#-F" +
+                 std::to_string(i + 2) + "#; 6000 N !\n";
+    chain += "FUNCTION F3000 298.15 T; 6000 N !\nFUNCTION F3001 298.15 T; 6000 N !\n";
+    chain += "ELEMENT A X 1 0 0 ! PHASE P % 1 1 ! CONSTITUENT P :A: !\n";
+    chain += "PARAMETER G(P,A;0) 298.15 F0#; 6000 N !\n";
+    kit::Loaded l = kit::ReadText(chain);
+    ASSERT_EQ(l.report.errorCount(), 0) << l.diagnostics();
+    Exercise(*l.db);
+    // F_i = 1 + F_(i+1) - F_(i+2) with F3000 = F3001 = T: F2999 = 1, F2998 = 1 + 1 - T, ...
+    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "F2999", 500.0), 1.0);
+    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "F2998", 500.0), 2.0 - 500.0);
+    // every reference now points to a function before it in the list
+    TThermFktMgr& symbols = l.db->symbols();
+    for (int i = 0; i < symbols.m_FktArray.m_nSize; ++i)
+        for (int k = 0; k < symbols.m_FktArray[i]->m_PolyIndex.m_nSize; ++k) {
+            TThermTPolynom& p = *l.db->dataMgr.m_PolynomArray[symbols.m_FktArray[i]->m_PolyIndex[k]];
+            for (int t = 0; t < p.m_nSymbolTerms; ++t) EXPECT_LT(p.m_anSymbolIndex[t], i);
+        }
+
+    kit::Loaded cycle = kit::ReadText("FUNCTION A 298.15 1+B#; 6000 N !\nFUNCTION B 298.15 2*A#; 6000 N !\n"
+                                      "FUNCTION C 298.15 3+C#; 6000 N !\n");
+    const tdb::Diagnostic* d = cycle.find("refers to itself through A");
+    ASSERT_NE(d, nullptr) << cycle.diagnostics();
+    EXPECT_EQ(d->line, 2);
+    ASSERT_NE(cycle.find("refers to itself"), nullptr);
+    EXPECT_EQ(cycle.report.errorCount(), 2);
+
+    std::string deep = "FUNCTION A 298.15 " + std::string(100000, '(') + "T" + std::string(100000, ')') +
+                       "; 6000 N !\nFUNCTION B 298.15 " + std::string(100000, '-') + "T; 6000 N !\n";
+    kit::Loaded n = kit::ReadText(deep);
+    EXPECT_EQ(n.report.errorCount(), 2) << n.diagnostics();
+    ASSERT_NE(n.find("expression nested too deeply"), nullptr);
+}
+
 // Random mutations of real files: bytes changed, cut out, repeated or
 // inserted, with a bias to the characters the grammar cares about.
 std::string Mutate(const std::string& src, std::mt19937& rng)
