@@ -21,6 +21,7 @@
 
 #include "host/PhaseEvaluator.h"
 #include "support/TdbTestKit.h"
+#include "support/HillertJarl.h"
 #include "support/Unaries.h"
 
 using unary::GhserFe;
@@ -77,26 +78,11 @@ double PbsnLiquidPb(double T)  // GPBLIQ of the file
     return 4853.112 - 8.066587 * T - 8.05644e25 * std::pow(T, -9) + PbsnGhserPb(T);
 }
 
-// Magnetic contribution of M. Hillert and M. Jarl, CALPHAD 2 (1978) 227: the
-// short series in tau that approximate G. Inden's description (Physica 103B
-// (1981) 82), g(tau) with structure factor p, tau = T/TC; tau = 1 belongs to
-// the upper series.
-double HillertJarlG(double tau, double p)
-{
-    const double D = 518.0 / 1125.0 + 11692.0 / 15975.0 * (1.0 / p - 1.0);
-    if (tau < 1.0)
-        return 1.0 - (79.0 / (140.0 * p) / tau +
-                      474.0 / 497.0 * (1.0 / p - 1.0) *
-                          (std::pow(tau, 3) / 6.0 + std::pow(tau, 9) / 135.0 + std::pow(tau, 15) / 600.0)) /
-                         D;
-    return -(std::pow(tau, -5) / 10.0 + std::pow(tau, -15) / 315.0 + std::pow(tau, -25) / 1500.0) / D;
-}
-
 // R*T*ln(beta+1)*g(T/TC) for sums TC and beta already divided by the
 // antiferromagnetic factor where negative.
 double MagneticG(double T, double TC, double beta, double p)
 {
-    return R * T * std::log(beta + 1.0) * HillertJarlG(T / TC, p);
+    return R * T * std::log(beta + 1.0) * hj::g(T / TC, p);
 }
 
 // ---------------------------------------------------------------------------
@@ -692,7 +678,7 @@ TEST(MagneticTransition, IronInBccIsContinuousAtItsCurieTemperatureAndItsHeatCap
     // at tau = 1 is -R ln(beta+1) (g''(1-) - g''(1+)), with from the series
     //   g''(1-) = -[2*79/(140 p) + 474/497 (1/p - 1) (1 + 72/135 + 210/600)] / D
     //   g''(1+) = -[30/10 + 240/315 + 650/1500] / D
-    const double p = 0.4, D = 518.0 / 1125.0 + 11692.0 / 15975.0 * (1 / p - 1);
+    const double p = 0.4, D = hj::D(p);
     const double g2below = -(2 * 79.0 / (140 * p) + 474.0 / 497.0 * (1 / p - 1) * (1 + 72.0 / 135 + 210.0 / 600)) / D;
     const double g2above = -(30.0 / 10 + 240.0 / 315 + 650.0 / 1500) / D;
     const double jump = -R * std::log(kFeBeta + 1) * (g2below - g2above);

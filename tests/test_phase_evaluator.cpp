@@ -16,6 +16,7 @@
 
 #include "host/PhaseEvaluator.h"
 #include "support/EvaluatorTestKit.h"
+#include "support/HillertJarl.h"
 
 // Allocations are counted, so that a test can show that evaluate() leaves the
 // heap alone once the output vectors have their size.
@@ -29,24 +30,13 @@ const double P0 = 1e5;
 
 double xlnx(double x) { return x > 0 ? x * std::log(x) : 0.0; }
 
-// g(tau) in the published form, p the structure factor.
-double HillertJarl(double tau, double p)
-{
-    const double D = 518.0 / 1125.0 + 11692.0 / 15975.0 * (1.0 / p - 1.0);
-    if (tau < 1.0)
-        return 1.0 - (79.0 / (140.0 * p) / tau +
-                      474.0 / 497.0 * (1.0 / p - 1.0) *
-                          (std::pow(tau, 3) / 6 + std::pow(tau, 9) / 135 + std::pow(tau, 15) / 600)) /
-                         D;
-    return -(std::pow(tau, -5) / 10 + std::pow(tau, -15) / 315 + std::pow(tau, -25) / 1500) / D;
-}
 
 // R*T*ln(beta'+1)*g(T/TC') with negative sums divided by the factor afm.
 double MagneticG(double T, double TC, double beta, double p, double afm)
 {
     if (TC < 0) TC /= afm;
     if (beta < 0) beta /= afm;
-    return TC == 0 ? 0.0 : R * T * std::log(beta + 1) * HillertJarl(T / TC, p);
+    return TC == 0 ? 0.0 : R * T * std::log(beta + 1) * hj::g(T / TC, p);
 }
 
 const TPoly GA{-8000, 140, -25, -2e-3, 5e4}, GB{-5000, 120, -22, -1e-3, 1e5}, GC{-3000, 100, -20};
@@ -627,7 +617,7 @@ TEST(PhaseEvaluator, TemperatureOutsideAParametersRangeIsRefused)
     // a Curie temperature counts like any other parameter of the model
     PhaseEvaluator mag(db, db.findPhase("MAGR"));
     ASSERT_TRUE(GAt(mag, 600, G, why)) << why;
-    EXPECT_NEAR(G, -50 + R * 600 * std::log(2.0) * HillertJarl(600 / 500.0, 0.28), 1e-9);
+    EXPECT_NEAR(G, -50 + R * 600 * std::log(2.0) * hj::g(600 / 500.0, 0.28), 1e-9);
     EXPECT_FALSE(GAt(mag, 1500, G, why));
     EXPECT_EQ(why, "T = 1500 K is outside the temperature ranges of parameter TC(MAGR,A;0) (300 to 1000 K)");
 }
