@@ -8,8 +8,8 @@
 #include <random>
 #include <vector>
 
-#include "host/PhaseEvaluator.h"
-#include "host/ThermDatabase.h"
+#include "models/PhaseEvaluator.h"
+#include "database/ThermDatabase.h"
 #include "tdb/TdbReader.h"
 
 namespace {

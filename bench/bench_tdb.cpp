@@ -9,7 +9,7 @@
 #include <sstream>
 #include <unordered_set>
 
-#include "host/ThermDatabase.h"
+#include "database/ThermDatabase.h"
 #include "tdb/TdbReader.h"
 
 namespace {

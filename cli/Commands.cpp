@@ -4,7 +4,7 @@
 #include <new>
 
 #include "cli/Database.h"
-#include "host/ThermDatabase.h"
+#include "database/ThermDatabase.h"
 
 namespace thermfn {
 

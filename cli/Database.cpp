@@ -5,8 +5,8 @@
 #include <system_error>
 
 #include "cli/CliError.h"
-#include "host/DatabaseArchive.h"
-#include "host/ThermDatabase.h"
+#include "database/DatabaseArchive.h"
+#include "database/ThermDatabase.h"
 #include "tdb/TdbReader.h"
 
 namespace fs = std::filesystem;

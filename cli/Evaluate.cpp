@@ -2,7 +2,7 @@
 #include "cli/Commands.h"
 #include "cli/Progress.h"
 #include "cli/Text.h"
-#include "host/ThermDatabase.h"
+#include "database/ThermDatabase.h"
 
 namespace thermfn {
 

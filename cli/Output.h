@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/PhaseEvaluator.h"
+#include "models/PhaseEvaluator.h"
 
 namespace thermfn {
 

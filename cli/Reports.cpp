@@ -1,7 +1,7 @@
 // The commands that show what a database holds: phases, list, function.
 #include "cli/Commands.h"
 #include "cli/Text.h"
-#include "host/ThermDatabase.h"
+#include "database/ThermDatabase.h"
 #include "host/myCString.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/VxThermFunctions.h"

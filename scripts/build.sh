@@ -3,6 +3,7 @@
 #   scripts/build.sh [--sanitize] [--release]   (build directory: build, build-asan)
 set -euo pipefail
 cd "$(dirname "$0")/.."
+export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$PWD}"
 build_dir=build
 type=RelWithDebInfo
 extra=()

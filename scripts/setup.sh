@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build tools and libraries that are missing (Debian packages).
 set -euo pipefail
-packages=(cmake ninja-build g++ qt6-base-dev libgtest-dev libbenchmark-dev)
+packages=(cmake ninja-build g++ ccache qt6-base-dev libgtest-dev libbenchmark-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

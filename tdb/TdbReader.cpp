@@ -16,7 +16,7 @@
 #include "TdbExpression.h"
 #include "TdbKeywords.h"
 #include "TdbSource.h"
-#include "host/ThermDatabase.h"
+#include "database/ThermDatabase.h"
 #include "host/my_stricmp.h"
 #include "thermfunctions/VxThermFunctions.h"
 

@@ -9,8 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/DatabaseArchive.h"
-#include "host/ThermDatabase.h"
+#include "database/DatabaseArchive.h"
+#include "database/ThermDatabase.h"
 #include "support/PhaseTestKit.h"
 
 namespace {

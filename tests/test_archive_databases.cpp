@@ -6,8 +6,8 @@
 
 #include <cstdio>
 
-#include "host/DatabaseArchive.h"
-#include "host/PhaseEvaluator.h"
+#include "database/DatabaseArchive.h"
+#include "models/PhaseEvaluator.h"
 #include "support/TdbTestKit.h"
 
 namespace {

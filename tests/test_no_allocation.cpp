@@ -67,8 +67,8 @@ TEST(NoAllocation, CompositionEvaluationOfEveryFamily)
     EXPECT_NE(sum, 0.0);
 }
 
-#include "host/PhaseEvaluator.h"
-#include "host/ThermDatabase.h"
+#include "models/PhaseEvaluator.h"
+#include "database/ThermDatabase.h"
 #include "tdb/TdbReader.h"
 
 TEST(NoAllocation, PhaseEvaluationOnceResultsAreSized)

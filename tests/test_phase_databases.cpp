@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "host/PhaseEvaluator.h"
+#include "models/PhaseEvaluator.h"
 #include "support/TdbTestKit.h"
 #include "support/HillertJarl.h"
 #include "support/Unaries.h"

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "host/PhaseEvaluator.h"
+#include "models/PhaseEvaluator.h"
 #include "support/EvaluatorTestKit.h"
 #include "support/HillertJarl.h"
 

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/ThermDatabase.h"
+#include "database/ThermDatabase.h"
 #include "PhaseTestKit.h"
 
 namespace kit {

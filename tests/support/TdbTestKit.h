@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "host/ThermDatabase.h"
+#include "database/ThermDatabase.h"
 #include "tdb/TdbReader.h"
 #include "thermfunctions/VxThermFunctions.h"
 

@@ -1,6 +1,6 @@
 #include "ThermDatabase.h"
 
-#include "my_stricmp.h"
+#include "host/my_stricmp.h"
 
 int ThermDatabase::findPhase(const std::string& name) const
 {

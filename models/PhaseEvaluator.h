@@ -55,8 +55,8 @@
 // called again whenever another evaluator (or anything else) has run a
 // temperature step in between, since the power table and the symbol values are
 // shared by the whole database.
-#ifndef HOST_PHASEEVALUATOR_H
-#define HOST_PHASEEVALUATOR_H
+#ifndef MODELS_PHASEEVALUATOR_H
+#define MODELS_PHASEEVALUATOR_H
 
 #include <string>
 #include <vector>

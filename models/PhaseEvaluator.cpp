@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <limits>
 
-#include "ThermDatabase.h"
-#include "myCString.h"
+#include "database/ThermDatabase.h"
+#include "host/myCString.h"
 #include "thermfunctions/TTempArray.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/TThermTPolynom.h"

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "ThermDatabase.h"
+#include "database/ThermDatabase.h"
 #include "thermfunctions/VxThermFunctions.h"
 
 namespace {

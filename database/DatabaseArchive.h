@@ -14,8 +14,8 @@
 // fresh ThermDatabase; after a failed load discard it (it is destructible but
 // incomplete).  Saving writes a temporary file beside the target and renames
 // it, so a failed save leaves an existing file untouched.
-#ifndef HOST_DATABASEARCHIVE_H
-#define HOST_DATABASEARCHIVE_H
+#ifndef DATABASE_DATABASEARCHIVE_H
+#define DATABASE_DATABASEARCHIVE_H
 
 #include <string>
 

@@ -2,17 +2,17 @@
 // object, the data manager (elements, records, polynomials, texts, symbol
 // functions) and, per phase, its Gibbs model, its phase object and its bound
 // function list.  The TDB reader fills it; the evaluation and the tool use it.
-#ifndef HOST_THERMDATABASE_H
-#define HOST_THERMDATABASE_H
+#ifndef DATABASE_THERMDATABASE_H
+#define DATABASE_THERMDATABASE_H
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "CVxDataMgr.h"
-#include "CVxGibbs.h"
-#include "CVxPhase.h"
-#include "CVx_coreApp.h"
+#include "host/CVxDataMgr.h"
+#include "host/CVxGibbs.h"
+#include "host/CVxPhase.h"
+#include "host/CVx_coreApp.h"
 #include "thermfunctions/TThermFktMgr.h"
 
 class ThermDatabase
