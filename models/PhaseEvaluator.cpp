@@ -22,35 +22,38 @@ constexpr int kMaxEntries = 10;
 
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// A reciprocal parameter whose derivatives the kernel leaves incomplete: an
-// interaction in two sublattices (two constituents in each) of order 1 or 2.
-// Order 0 has no difference factors and is the kernel's business.
-bool IsIncompleteReciprocal(const TThermFktData& d)
+// A reciprocal parameter of order 1 or 2: an interaction in two sublattices
+// (two constituents in each).  The field weights these differently from the
+// kernel (see the header), so the evaluator forms their value and derivatives
+// itself.  Order 0 has no difference factor and is the kernel's business.
+bool IsWeightedReciprocal(const TThermFktData& d)
 {
     const int n = d.m_nConstituents, p = d.m_nInteractPos[0], q = d.m_nInteractPos[1];
     return d.m_nInteractionLevel == 1 && (d.m_nOrder == 1 || d.m_nOrder == 2) && n <= kMaxEntries && p >= 0 &&
            p + 1 < n && q >= 0 && q + 1 < n;
 }
 
-// Derivatives of F = G(T) * Q(y) of a reciprocal parameter of order k (1 or
-// 2), Q = prod_e y_e * d1^k * d2^k with d1 = y_p - y_(p+1), d2 = y_q - y_(q+1),
-// added where the kernel would add them for its type.  Q is a product of m
-// factors, each linear in the site fractions with coefficients +1 or -1 on one
-// or two entries, so
+// F = G(T) * Q(y) of a reciprocal parameter of order k, with
+// Q = prod_e y_e * (y_p - y_(p+1)) for k = 1 and Q = prod_e y_e * (y_q - y_(q+1))
+// for k = 2 (p, q the first entries of the two interacting sublattices, whose
+// constituents the reader sorted by name).  Returns F; for order >= 1 adds the
+// derivatives where the kernel would add them for its type.  Q is a product of
+// m factors, each linear in the site fractions with coefficients +1 or -1 on
+// one or two entries, so
 //   dQ/dy_e        = sum over factors j of c_je * (product of the others),
 //   d2Q/dy_e dy_g  = sum over pairs j != l of c_je * c_lg * (product of the rest).
 // The products that leave one or two factors out come from prefix and suffix
 // products: nothing is divided by a site fraction, and a fraction of zero
 // gives the exact limit.
-void AddReciprocalDerivatives(const TThermFkt& f, int order, int tp, myCArray<double, double>& grad,
-                              CVxMatrix& hess, CVxMatrix* hessGT)
+double AddReciprocalTerm(const TThermFkt& f, int order, int tp, myCArray<double, double>& grad, CVxMatrix& hess,
+                         CVxMatrix* hessGT)
 {
     const TThermFktData& d = *f.m_pFktData;
-    const int n = d.m_nConstituents, k = d.m_nOrder;
-    const int p = d.m_nInteractPos[0], q = d.m_nInteractPos[1];
+    const int n = d.m_nConstituents;
+    const int first = d.m_nOrder == 1 ? d.m_nInteractPos[0] : d.m_nInteractPos[1];
     const int* a = d.m_nVarPos;
 
-    constexpr int kMaxFactors = kMaxEntries + 4;
+    constexpr int kMaxFactors = kMaxEntries + 1;
     double value[kMaxFactors];
     int entry[kMaxFactors][2];  // entries with a nonzero coefficient; -1 for none
     double coef[kMaxFactors][2];
@@ -62,22 +65,20 @@ void AddReciprocalDerivatives(const TThermFkt& f, int order, int tp, myCArray<do
         coef[m][0] = 1.0;
         coef[m][1] = 0.0;
     }
-    for (int r = 0; r < k; ++r) {
-        for (int first : {p, q}) {
-            value[m] = *f.m_pY[first] - *f.m_pY[first + 1];
-            entry[m][0] = first;
-            entry[m][1] = first + 1;
-            coef[m][0] = 1.0;
-            coef[m][1] = -1.0;
-            ++m;
-        }
-    }
+    value[m] = *f.m_pY[first] - *f.m_pY[first + 1];
+    entry[m][0] = first;
+    entry[m][1] = first + 1;
+    coef[m][0] = 1.0;
+    coef[m][1] = -1.0;
+    ++m;
     double pre[kMaxFactors + 1], suf[kMaxFactors + 1];
     pre[0] = 1.0;
     for (int j = 0; j < m; ++j) pre[j + 1] = pre[j] * value[j];
     suf[m] = 1.0;
     for (int j = m - 1; j >= 0; --j) suf[j] = suf[j + 1] * value[j];
     const double Q = pre[m];
+    const double G = f.m_dValue, GT = f.m_dValueT;
+    if (order < 1) return G * Q;
 
     double dQ[kMaxEntries] = {};
     for (int j = 0; j < m; ++j) {
@@ -85,12 +86,10 @@ void AddReciprocalDerivatives(const TThermFkt& f, int order, int tp, myCArray<do
         for (int c = 0; c < 2; ++c)
             if (entry[j][c] >= 0) dQ[entry[j][c]] += coef[j][c] * others;
     }
-
-    const double G = f.m_dValue, GT = f.m_dValueT;
     for (int e = 0; e < n; ++e)
         if (a[e] >= 0) grad.ElementAt(a[e]) += G * dQ[e];
     grad.ElementAt(tp) += GT * Q;
-    if (order < 2) return;
+    if (order < 2) return G * Q;
 
     for (int e = 0; e < n; ++e) {
         if (a[e] < 0) continue;
@@ -124,6 +123,7 @@ void AddReciprocalDerivatives(const TThermFkt& f, int order, int tp, myCArray<do
             }
         }
     }
+    return G * Q;
 }
 
 // True when the kernel found no piece for the last temperature although the
@@ -216,7 +216,7 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
         const int type = d.m_nFktType;
         if (type != kTypeGibbs && !(magneticModel_ && (type == kTypeCurie || type == kTypeMoment))) continue;
         modelParameters_.push_back(f);
-        reciprocal_[static_cast<size_t>(i)] = IsIncompleteReciprocal(d) ? 1 : 0;
+        reciprocal_[static_cast<size_t>(i)] = IsWeightedReciprocal(d) ? 1 : 0;
     }
     const size_t symbols = static_cast<size_t>(db.symbols().m_FktArray.m_nSize);
     symbolSeen_.assign(symbols, 0);
@@ -394,10 +394,9 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
             continue;
         }
         if (reciprocal_[static_cast<size_t>(i)]) {
-            // the kernel's value only (dFactor 1 leaves G as it is); the derivatives are ours
-            f->Calc(0, 1.0);
-            if (order >= 1 && !d->m_bDisabled && f->m_pPhase != nullptr)
-                AddReciprocalDerivatives(*f, order, tp, *grad, *hess, hessGT);
+            // value and derivatives are ours; the function shows the value it contributes
+            const bool active = !d->m_bDisabled && f->m_pPhase != nullptr;
+            f->m_dAktVal_F = active ? AddReciprocalTerm(*f, order, tp, *grad, *hess, hessGT) : 0.0;
         } else {
             f->Calc(order, 1.0);
         }

@@ -20,12 +20,13 @@
 // values and in derivatives projected onto sum_i y_si = 1.
 //
 // Reciprocal parameters of order k = 1 or 2 (interactions in two sublattices,
-// e.g. L(P,A,B:C,D;k)).  The kernel weights their value by
-// prod(y) * (yA - yB)^k * (yC - yD)^k but differentiates prod(y) * (yA - yB)^k
-// only.  For these the evaluator takes the value from the kernel and forms the
-// site-fraction and temperature derivatives itself, into the same phase
-// arrays (including d/dT of the site-fraction block and the third temperature
-// derivative), so that all derivatives belong to the value.
+// e.g. L(P,A,B:C,D;k), each pair sorted by name by the reader).  As the field
+// weights them, order 1 is prod(y) * (yA - yB) and order 2 prod(y) * (yC - yD);
+// higher orders are refused by the reader.  The kernel's own weighting
+// (prod(y) * (yA - yB)^k * (yC - yD)^k) is left as it is: for these the
+// evaluator forms the value and the site-fraction and temperature derivatives
+// itself, into the same phase arrays (including d/dT of the site-fraction
+// block and the third temperature derivative).
 //
 // Site fractions of zero.  The kernel's parameter derivatives divide the
 // site-fraction product by single fractions, so for the parameter terms every
@@ -153,7 +154,7 @@ private:
     // (y..., T) the gradients of TC' [K], beta' [-], g [-] and ln(beta'+1) [-].
     std::vector<double> lnY_, dTC_, dBeta_, dg_, dLn_;
     int functionCount_ = 0;             //!< size of the parameter list at construction
-    //! per parameter of the list: a reciprocal term of order 1 or 2 whose derivatives are formed here
+    //! per parameter of the list: a reciprocal term of order 1 or 2 whose value and derivatives are formed here
     std::vector<unsigned char> reciprocal_;
     //! the parameters that make up the model (regular set, types summed by evaluate)
     std::vector<TThermFkt*> modelParameters_;

@@ -985,6 +985,11 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
             fail(paren + 1, "an interaction of more than three constituents in one sublattice has order 0 only");
             return;
         }
+        // Canonical order: the constituents of every sublattice sorted by name, as
+        // the published assessments were computed.  The sign of odd Redlich-Kister
+        // orders, the member of a ternary parameter, the listing and the duplicate
+        // check all follow from it, so L(P,B,A;1) and L(P,A,B;1) are one parameter.
+        for (std::vector<std::string>& names : subl) std::sort(names.begin(), names.end());
         for (size_t s = 0; s < subl.size(); ++s) {
             if (s) normal += ':';
             for (size_t k = 0; k < subl[s].size(); ++k) {

@@ -165,15 +165,15 @@ double ReciprocalModel(const std::string& phase, const std::vector<double>& y, d
     const double ends = a * c * GAC(T) + b * c * GBC(T) + a * v * GAV(T) + b * v * GBV(T);
     if (phase == "RECIP") {
         const double G = ends + a * b * c * LABC0(T) +
-                         abcv * (LREC(T) + LR1(T) * d1 * d2 + LR2(T) * d1 * d1 * d2 * d2);
+                         abcv * (LREC(T) + LR1(T) * d1 + LR2(T) * d2);
         return G + (withIdeal ? R * T * (3 * (xlnx(a) + xlnx(b)) + xlnx(c) + xlnx(v)) : 0.0);
     }
     // RECMAG
     const double TC = 800 * a * c + 300 * b * c + 1000 * a * v - 200 * b * v +
-                      abcv * (TCR1(T) * d1 * d2 + TCR2(T) * d1 * d1 * d2 * d2);
+                      abcv * (TCR1(T) * d1 + TCR2(T) * d2);
     const double beta = 1.5 * a * c + 0.5 * b * c + 2.0 * a * v + 0.3 * b * v +
-                        abcv * (BMR1(T) * d1 * d2 + BMR2(T) * d1 * d1 * d2 * d2);
-    const double G = ends + abcv * LR1(T) * d1 * d2 + MagneticG(T, TC, beta, 0.28, -3);
+                        abcv * (BMR1(T) * d1 + BMR2(T) * d2);
+    const double G = ends + abcv * LR1(T) * d1 + MagneticG(T, TC, beta, 0.28, -3);
     return G + (withIdeal ? R * T * (xlnx(a) + xlnx(b) + xlnx(c) + xlnx(v)) : 0.0);
 }
 

@@ -116,7 +116,10 @@ int TThermFkt::Calc(int nDeriv, double dFactor)
 
     const double G0 = m_dValue;  // second derivatives use G before the sign rule
     int kEff = k;
-    if (fam == kRk && k >= 8 && m_pGibbs != nullptr && m_pGibbs->m_bShiftedOrders) {
+    // The rule is the phase's Gibbs model's, not that of the Gibbs object the
+    // function was linked with (linking may be given another one).
+    const CVxGibbs* pModel = ph->m_pGibbsModel;
+    if (fam == kRk && k >= 8 && pModel != nullptr && pModel->m_bShiftedOrders) {
         kEff = k - 8;
         if (kEff % 2 == 0 && m_dValue < 0.0) m_dValue = -m_dValue;
     }

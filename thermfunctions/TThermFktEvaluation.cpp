@@ -6,6 +6,7 @@
 #include "TThermFkt.h"
 #include "TThermFktMgr.h"
 #include "TThermTPolynom.h"
+#include "TThermTPolynomTerms.h"
 #include "host/CVxDataMgr.h"
 
 namespace {
@@ -83,32 +84,15 @@ int TThermFkt::SaveCalcPTValues(double T, double P, int nDeriv, int nSelfIndex)
 
 double TThermTPolynom::SaveCalc(double T, double P, void* pSymbolMgr, int nDeriv, int nSelfIndex)
 {
-    if (nDeriv < 0 || nDeriv > 3) return 0.0;
     TThermFktMgr* pSym = static_cast<TThermFktMgr*>(pSymbolMgr);
-    // Brings a forward reference up to date before Calc reads it.  Backward
-    // references (and the function itself) were evaluated earlier in the pass.
-    auto refresh = [&](int s, int k) {
+    // A forward reference is brought up to date right before each read; a
+    // backward one (and the function itself) was evaluated earlier in the
+    // pass and is read as stored.  The value reads every reference at order
+    // 0, the derivatives their symbol terms at the order being computed.
+    return SumPieceTerms(*this, T, P, nDeriv, [&](int s, int k) {
         if (s > nSelfIndex) pSym->m_FktArray.ElementAt(s)->SaveCalcPTValues(T, P, k, s);
-    };
-    for (int j = 0; j < m_nSymbolTerms; ++j) refresh(m_anSymbolIndex[j], nDeriv);
-    if (nDeriv == 0) {
-        if (m_bRTLnTerm && m_nRTLnSymbol >= 0) refresh(m_nRTLnSymbol, 0);
-        if (m_bLnTerm) {
-            if (m_nLnArgSymbol >= 0) refresh(m_nLnArgSymbol, 0);
-            if (m_nLnFactorSymbol >= 0) refresh(m_nLnFactorSymbol, 0);
-        }
-        if (m_bExpTerm) {
-            if (m_nExpArgSymbol >= 0) refresh(m_nExpArgSymbol, 0);
-            if (m_nExpFactorSymbol >= 0) refresh(m_nExpFactorSymbol, 0);
-        }
-        if (m_bPressureTerms) {
-            if (m_bPTerm && m_nPSymbol >= 0) refresh(m_nPSymbol, 0);
-            if (m_bTPTerm && m_nTPSymbol >= 0) refresh(m_nTPSymbol, 0);
-            if (m_bT2PTerm && m_nT2PSymbol >= 0) refresh(m_nT2PSymbol, 0);
-        }
-    }
-    // Every reference is current now: the sum is the plain one, term by term.
-    return Calc(T, P, pSymbolMgr, nDeriv);
+        return pSym->GetFuncVal(s, k);
+    });
 }
 
 int TThermFktMgr::CalcPTValues(double T, double P, int nDeriv)

@@ -45,6 +45,10 @@ public:
 
     TThermFktMgr* CreateClone(int nSourceKind, unsigned int bCopyPolynoms, CVxPhase* pPhase);
     int ExpandWildcardFunctions(bool bLinkDuplicates);
+    // True when another function, of this list or of any list registered with
+    // the data manager, refers to pFkt's record (bPolynoms false) or to one of
+    // its polynomials (bPolynoms true).
+    bool SharesWithOthers(const TThermFkt* pFkt, bool bPolynoms) const;
 
     int Serialize(QDataStream& ar, unsigned int bStore);
 

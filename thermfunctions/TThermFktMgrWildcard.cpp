@@ -6,8 +6,9 @@
 //    made for it (their symbol list set to the source's kind); no second set is
 //    made, so no polynomial is left without a function.
 //  - The source's record, changed in place while the candidates were tried, is
-//    removed from the data manager together with the source when no other
-//    function of the list still uses it.
+//    set back to its wildcard and removed from the data manager together with
+//    the source, and so are its polynomials, unless a function of any list
+//    registered with the data manager still uses them.
 #include <cstring>
 
 #include "TThermFkt.h"
@@ -30,7 +31,40 @@ myCStringArray* TextTable(CVxDataMgr* pDm, int nKind)
     }
 }
 
+// True when a function of list other than pExcept refers to pExcept's record
+// or to one of its polynomials.
+bool ListShares(const TThermFktMgr& list, const TThermFkt* pExcept, bool bPolynoms)
+{
+    for (int j = 0; j < list.m_FktArray.m_nSize; ++j) {
+        const TThermFkt* f = list.m_FktArray.m_pData[j];
+        if (f == nullptr || f == pExcept) continue;
+        if (!bPolynoms) {
+            if (f->m_pFktData == pExcept->m_pFktData) return true;
+            continue;
+        }
+        for (int a = 0; a < f->m_PolyIndex.m_nSize; ++a)
+            for (int b = 0; b < pExcept->m_PolyIndex.m_nSize; ++b)
+                if (f->m_PolyIndex.m_pData[a] == pExcept->m_PolyIndex.m_pData[b]) return true;
+    }
+    return false;
+}
+
 }  // namespace
+
+// Records and polynomials may be shared beyond this list: a function copied
+// with TThermFkt::CreateClone into another list shares the record, a list
+// loaded from this one's stream shares records and polynomials.  Every list
+// the data manager knows is asked, so nothing still in use is freed.
+bool TThermFktMgr::SharesWithOthers(const TThermFkt* pFkt, bool bPolynoms) const
+{
+    if (ListShares(*this, pFkt, bPolynoms)) return true;
+    const myCArray<TThermFktMgr*, TThermFktMgr*>& registry = m_pDataMgr->m_FktMgrRegistry;
+    for (int m = 0; m < registry.m_nSize; ++m)
+        if (registry.m_pData[m] != nullptr && registry.m_pData[m] != this &&
+            ListShares(*registry.m_pData[m], pFkt, bPolynoms))
+            return true;
+    return false;
+}
 
 int TThermFktMgr::ExpandWildcardFunctions(bool bLinkDuplicates)
 {
@@ -116,10 +150,9 @@ int TThermFktMgr::ExpandWildcardFunctions(bool bLinkDuplicates)
         }
         // remove the source, its polynomials and (when no one else uses it) its record
         int nRecord = F->m_nFktDataIndex;
-        bool bShared = false;
-        for (int j = 0; j < m_FktArray.m_nSize; ++j)
-            if (j != i && m_FktArray.ElementAt(j)->m_pFktData == R) bShared = true;
-        F->Clear(1);
+        R->m_nConstituent[k] = -1;  // a list that shares the record keeps its wildcard
+        const bool bShared = SharesWithOthers(F, false);
+        F->Clear(SharesWithOthers(F, true) ? 0 : 1);
         delete F;
         m_FktArray.RemoveAt(i, 1);
         if (!bShared && nRecord >= 0 && nRecord < pDm->m_FktDataArray.m_nSize &&

@@ -34,6 +34,15 @@ bool PlausibleCount(QDataStream& ar, int nCount, int nBytesEach)
     return static_cast<qint64>(nCount) * nBytesEach <= left;
 }
 
+// Bytes of a double as this stream writes it: the stream's precision setting
+// decides (single precision writes 4), from stream version 4.6 on.
+int StreamDoubleBytes(const QDataStream& ar)
+{
+    const bool bSingle = ar.version() >= QDataStream::Qt_4_6 &&
+                         ar.floatingPointPrecision() == QDataStream::SinglePrecision;
+    return bSingle ? 4 : 8;
+}
+
 void MarkCorrupt(QDataStream& ar)
 {
     if (ar.status() == QDataStream::Ok) ar.setStatus(QDataStream::ReadCorruptData);
@@ -130,7 +139,8 @@ int TThermFktMgr::Serialize(QDataStream& ar, unsigned int bStore)
     int nReserved = 0, nCount = 0;
     ar >> nReserved >> nCount;
     if (ar.status() != QDataStream::Ok) return 1;
-    if (!PlausibleCount(ar, nCount, 60)) {  // a function record is at least 60 bytes
+    // a function record is at least five ints and five doubles (60 bytes with 8-byte doubles)
+    if (!PlausibleCount(ar, nCount, 20 + 5 * StreamDoubleBytes(ar))) {
         MarkCorrupt(ar);
         return 1;
     }

@@ -64,83 +64,13 @@ void TThermTPolynom::ClearChildren()
     }
 }
 
-#include <cmath>
-
-#include "TTempArray.h"
 #include "TThermFktMgr.h"
+#include "TThermTPolynomTerms.h"
 
 double TThermTPolynom::Calc(double T, double P, void* pSymbolMgr, int nDeriv)
 {
     TThermFktMgr* pSym = static_cast<TThermFktMgr*>(pSymbolMgr);
-    double G;
-    switch (nDeriv) {
-    case 0: {
-        G = (T * m_dB + m_dA) + m_dC * TK.m_dTLnT;
-        for (int i = 0; i < m_nPowerTerms; ++i) G += m_adPowerCoef[i] * TK.ElementAt(m_anPowerExp[i] + 31);
-        for (int j = 0; j < m_nSymbolTerms; ++j) G += pSym->GetFuncVal(m_anSymbolIndex[j], 0) * m_adSymbolFactor[j];
-        if (m_bRTLnTerm) {
-            double x = m_dRTLnFactor;
-            if (m_nRTLnSymbol >= 0) x *= pSym->GetFuncVal(m_nRTLnSymbol, 0);
-            G += (T * VX_POLY_GAS_CONSTANT) * std::log(x);
-        }
-        if (m_bLnTerm) {
-            double g = m_dLnArg;
-            if (m_nLnArgSymbol >= 0) g *= pSym->GetFuncVal(m_nLnArgSymbol, 0);
-            double f = m_dLnFactor * std::log(g);
-            if (m_nLnFactorSymbol >= 0) f *= pSym->GetFuncVal(m_nLnFactorSymbol, 0);
-            G += f;
-        }
-        if (m_bExpTerm) {
-            double g = m_dExpArg;
-            if (m_nExpArgSymbol >= 0) g *= pSym->GetFuncVal(m_nExpArgSymbol, 0);
-            double f = m_dExpFactor * std::exp(g);
-            if (m_nExpFactorSymbol >= 0) f *= pSym->GetFuncVal(m_nExpFactorSymbol, 0);
-            G += f;
-        }
-        if (m_bPressureTerms) {
-            if (m_bPTerm) {
-                double t = P * m_dPCoef;
-                if (m_nPSymbol >= 0) t *= pSym->GetFuncVal(m_nPSymbol, 0);
-                G += t;
-            }
-            if (m_bTPTerm) {
-                double t = (P * m_dTPCoef) * T;
-                if (m_nTPSymbol >= 0) t *= pSym->GetFuncVal(m_nTPSymbol, 0);
-                G += t;
-            }
-            if (m_bT2PTerm) {
-                double t = ((P * m_dT2PCoef) * T) * T;
-                if (m_nT2PSymbol >= 0) t *= pSym->GetFuncVal(m_nT2PSymbol, 0);
-                G += t;
-            }
-        }
-        return G;
-    }
-    case 1:
-        G = m_dB + m_dC * (std::log(T) + 1.0);
-        for (int i = 0; i < m_nPowerTerms; ++i) {
-            int n = m_anPowerExp[i];
-            G += (static_cast<double>(n) * m_adPowerCoef[i]) * TK.ElementAt(n + 30);
-        }
-        break;
-    case 2:
-        G = m_dC / T;
-        for (int i = 0; i < m_nPowerTerms; ++i) {
-            int n = m_anPowerExp[i];
-            G += (static_cast<double>(n * (n - 1)) * m_adPowerCoef[i]) * TK.ElementAt(n + 29);
-        }
-        break;
-    case 3:
-        G = -m_dC / (T * T);
-        for (int i = 0; i < m_nPowerTerms; ++i) {
-            int n = m_anPowerExp[i];
-            G += (static_cast<double>(n * (n - 1) * (n - 2)) * m_adPowerCoef[i]) * TK.ElementAt(n + 28);
-        }
-        break;
-    default: return 0.0;
-    }
-    for (int j = 0; j < m_nSymbolTerms; ++j) G += pSym->GetFuncVal(m_anSymbolIndex[j], nDeriv) * m_adSymbolFactor[j];
-    return G;
+    return SumPieceTerms(*this, T, P, nDeriv, [pSym](int s, int k) { return pSym->GetFuncVal(s, k); });
 }
 
 double TThermTPolynom::CalcLinked(double T, double P, void* pSymbolMgr, int nDeriv)
