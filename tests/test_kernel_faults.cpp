@@ -9,6 +9,7 @@
 #include <QDataStream>
 
 #include <cmath>
+#include <ostream>
 #include <string>
 
 #include "support/PhaseTestKit.h"
@@ -25,6 +26,8 @@ struct TwiceReadCase
     double value;  // F0 at T = 10 after the pass
     double valueTT;
 };
+
+void PrintTo(const TwiceReadCase& c, std::ostream* os) { *os << c.name; }
 
 class OnDemandBeforeEachRead : public ::testing::TestWithParam<TwiceReadCase>
 {
@@ -71,6 +74,8 @@ struct ShiftCase
     bool shifted;
 };
 
+void PrintTo(const ShiftCase& c, std::ostream* os) { *os << c.name; }
+
 class ShiftedOrderFlag : public ::testing::TestWithParam<ShiftCase>
 {
 };
@@ -106,6 +111,8 @@ struct PrecisionCase
     QDataStream::FloatingPointPrecision precision;
     int doubleBytes;
 };
+
+void PrintTo(const PrecisionCase& c, std::ostream* os) { *os << c.name; }
 
 class StreamPrecision : public ::testing::TestWithParam<PrecisionCase>
 {
@@ -164,6 +171,8 @@ struct SharedCase
     const char* name;
     Sharing how;
 };
+
+void PrintTo(const SharedCase& c, std::ostream* os) { *os << c.name; }
 
 class WildcardSharedRecord : public ::testing::TestWithParam<SharedCase>
 {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,8 @@ struct Point
     std::vector<double> y;
     double T;
 };
+
+void PrintTo(const Point& c, std::ostream* os) { *os << c.name; }
 
 class SortedConstituents : public ::testing::TestWithParam<Point>
 {
