@@ -1,5 +1,6 @@
 // Points per second of the phase evaluation: G only, G + gradient, and
-// G + gradient + Hessian, for BCC_A2 of a magnetic binary (Cr-Fe) and FCC_A1
+// G + gradient + Hessian, for BCC_A2 of a magnetic binary (Cr-Fe) and of
+// the ternary Cr-Fe-Nb, and FCC_A1
 // of the largest published database, at a fixed temperature (many
 // compositions share one temperature step) and with a new temperature per point.
 #include <benchmark/benchmark.h>
@@ -74,6 +75,7 @@ void BM_Phase(benchmark::State& state)
 
 const char kCrFe[] = "crfe_bcc_magnetic.tdb";
 const char kBcc[] = "BCC_A2";
+const char kCrFeNb[] = "CrFeNb_Jacob2016.tdb";
 const char kCost[] = "COST507.tdb";
 const char kFcc[] = "FCC_A1";
 
@@ -85,6 +87,7 @@ void Args(benchmark::internal::Benchmark* b)
 }
 
 BENCHMARK_TEMPLATE(BM_Phase, kCrFe, kBcc)->Apply(Args);
+BENCHMARK_TEMPLATE(BM_Phase, kCrFeNb, kBcc)->Apply(Args);
 BENCHMARK_TEMPLATE(BM_Phase, kCost, kFcc)->Apply(Args);
 
 }  // namespace

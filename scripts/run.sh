@@ -33,3 +33,7 @@ for f in GHSERFE GHSERCR GHSERNB; do
   "$thermfn" function "$db" "$f" --T "$temperatures"
   echo
 done
+
+heading "Picture: BCC_A2 against T (docs/bcc_a2.png, drawn with the Python package)"
+PYTHONPATH="$build_dir/python" /usr/bin/python3 -m thermkernel plot "$db" --phase BCC_A2 --T 300:2000:5 \
+  --y "FE=0.9,CR=0.1:VA=1" --y "FE=0.93,CR=0.05,NB=0.02:VA=1" --y "CR=0.8,FE=0.2:VA=1" -o docs/bcc_a2.png

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the build tools and libraries that are missing (Debian packages).
 set -euo pipefail
-packages=(cmake ninja-build g++ ccache qt6-base-dev libgtest-dev libbenchmark-dev)
+packages=(cmake ninja-build g++ ccache qt6-base-dev libgtest-dev libbenchmark-dev
+  pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib gfortran)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

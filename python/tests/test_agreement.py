@@ -1,0 +1,58 @@
+"""The package against the tool's JSON and against differences of its own G."""
+import json
+import subprocess
+
+import numpy as np
+import pytest
+
+from conftest import CRFENB
+
+# (phase, composition as the tool takes it, the same as a row of y)
+CASES = [
+    ("BCC_A2", "FE=0.9,CR=0.1:VA=1", [0.1, 0.9, 0.0, 1.0]),
+    ("BCC_A2", "FE=0.2,CR=0.75,NB=0.05:VA=1", [0.75, 0.2, 0.05, 1.0]),
+    ("FCC_A1", "FE=0.93,CR=0.05,NB=0.02:VA=1", [0.05, 0.93, 0.02, 1.0]),
+    ("LIQUID", "CR=0.3,FE=0.4,NB=0.3", [0.3, 0.4, 0.3]),
+]
+
+
+def tool_eval(thermfn, phase, composition):
+    out = subprocess.run([thermfn, "eval", CRFENB, "--phase", phase, "--T", "300:2000:170", "--y", composition,
+                          "--json", "--hessian"], check=True, capture_output=True, text=True).stdout
+    return json.loads(out)
+
+
+@pytest.mark.parametrize("phase,composition,y", CASES, ids=[c[0] + ":" + c[1] for c in CASES])
+def test_every_quantity_agrees_with_the_tools_json(db, thermfn, phase, composition, y):
+    points = tool_eval(thermfn, phase, composition)
+    T = np.array([p["T"] for p in points])
+    ph = db.phase(phase)
+    r = ph.evaluate(T=T, y=y, order=2)
+    assert [name for _, name in ph.variables] == [name for sub in points[0]["dG_dy"] for name, _ in sub]
+    for key in ("G", "dG_dT", "d2G_dT2", "GM", "SM", "HM", "CPM"):
+        np.testing.assert_allclose(getattr(r, key), [p[key] for p in points], rtol=1e-14, atol=0, err_msg=key)
+    np.testing.assert_allclose(r.dG_dy, [[v for sub in p["dG_dy"] for _, v in sub] for p in points], rtol=1e-14)
+    np.testing.assert_allclose(r.hessian, [p["d2G_dydy"] for p in points], rtol=1e-14)
+
+
+def test_functions_agree_with_the_tools_json(db, thermfn):
+    for name in ("GHSERFE", "GHSERCR", "GHSERNB"):
+        out = subprocess.run([thermfn, "function", CRFENB, name, "--T", "300:6000:300", "--json"], check=True,
+                             capture_output=True, text=True).stdout
+        points = json.loads(out)
+        f = db.function(name, T=[p["T"] for p in points])
+        np.testing.assert_allclose(f.F, [p["F"] for p in points], rtol=1e-15, err_msg=name)
+        np.testing.assert_allclose(f.dF_dT, [p["dF_dT"] for p in points], rtol=1e-15, err_msg=name)
+        np.testing.assert_allclose(f.d2F_dT2, [p["d2F_dT2"] for p in points], rtol=1e-15, err_msg=name)
+
+
+@pytest.mark.parametrize("phase,y", [(c[0], c[2]) for c in CASES], ids=[c[0] for c in CASES])
+def test_molar_quantities_are_the_temperature_derivatives_of_GM(db, phase, y):
+    h = 1e-3
+    T = np.array([500.0, 900.0, 1500.0])
+    r = db.phase(phase).evaluate(T=np.concatenate([T, T + h, T - h]), y=y)
+    n = len(T)
+    GM, up, down = r.GM[:n], slice(n, 2 * n), slice(2 * n, 3 * n)
+    np.testing.assert_allclose(r.SM[:n], -(r.GM[up] - r.GM[down]) / (2 * h), rtol=1e-7)
+    np.testing.assert_allclose(r.HM[:n], GM + T * r.SM[:n], rtol=1e-13)
+    np.testing.assert_allclose(r.CPM[:n], T * (r.SM[up] - r.SM[down]) / (2 * h), rtol=1e-5)
