@@ -186,6 +186,9 @@ struct Refusal
     std::function<int(tk_context*, int phase, tk_outputs*)> call;
 };
 
+// Test names show the case's name, not its bytes.
+void PrintTo(const Refusal& r, std::ostream* os) { *os << r.name; }
+
 class CInterfaceRefusal : public ::testing::TestWithParam<Refusal>
 {
 };
