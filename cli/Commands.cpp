@@ -1,5 +1,7 @@
 #include "cli/Commands.h"
 
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <new>
 
@@ -41,7 +43,14 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         case Command::Help: break;
         }
         out.flush();
-        return out ? 0 : kExitFailure;
+        if (!out) {
+            // a full disk or a closed pipe: the results are incomplete, and that must not pass for success
+            int code = errno;
+            err << "thermfn: the results could not be written to standard output"
+                << (code ? std::string(" (") + std::strerror(code) + ")" : std::string()) << '\n';
+            return kExitFailure;
+        }
+        return 0;
     } catch (const CliError& e) {
         out.flush();
         err << "thermfn: " << e.what() << '\n';

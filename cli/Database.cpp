@@ -73,6 +73,8 @@ std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const st
 {
     bool writeCache = !cachePath.empty();
     std::error_code ec;
+    if (fs::is_directory(tdbPath, ec))
+        throw CliError(kExitUsage, "no database found at " + tdbPath + ": it is a directory; expected a TDB file");
     if (writeCache && fs::exists(cachePath, ec)) {
         if (isCacheFile(cachePath)) {
             if (auto db = loadCurrentCache(tdbPath, cachePath, err)) return db;
@@ -88,6 +90,10 @@ std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const st
     bool usable = tdb::readTdbFile(tdbPath, *db, report);
     for (const tdb::Diagnostic& d : report.diagnostics) err << d.format() << '\n';
     if (!usable) throw CliError(kExitUsage, "cannot read database " + tdbPath + "; expected a readable TDB file");
+    if (report.elements + report.species + report.functions + report.phases + report.parameters == 0)
+        throw CliError(kExitUsage, "no database found in " + tdbPath +
+                                       ": it holds no ELEMENT, SPECIES, FUNCTION, PHASE or PARAMETER command; "
+                                       "expected a TDB file");
     if (report.errorCount() > 0) err << "thermfn: " << tdbPath << ": " << report.summary() << '\n';
 
     if (writeCache) {

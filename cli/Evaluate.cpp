@@ -27,7 +27,6 @@ EvalResults computeGrid(ThermDatabase& db, const Options& opts)
     }
     for (const CompositionSpec& spec : opts.compositions)
         r.compositions.push_back(resolveComposition(spec, r.phase, constituents));
-    checkTemperatureLimits(opts.temperatures, db.defaultTLow, db.defaultTHigh);
 
     // Results are stored composition by composition (the order of the output,
     // a block per composition reads best) but computed temperature by

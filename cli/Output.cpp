@@ -3,10 +3,19 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 namespace thermfn {
 
 namespace {
+
+// A number that prints as zero prints without a sign: "-0.00000" reads as a
+// value of its own, and -0.0 from a sum of opposite terms is no information.
+std::string unsignedZero(const char* text)
+{
+    if (text[0] == '-' && std::strtod(text, nullptr) == 0.0) return text + 1;
+    return text;
+}
 
 std::string printed(const char* format, double value)
 {
@@ -14,7 +23,20 @@ std::string printed(const char* format, double value)
     if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
     char buf[64];
     std::snprintf(buf, sizeof buf, format, value);
-    return buf;
+    return unsignedZero(buf);
+}
+
+// A temperature with as many decimals as it takes to read back as the same
+// number (300, 298.15, 300.0000001): distinct temperatures stay distinct.
+std::string temperature(double T)
+{
+    if (!std::isfinite(T)) return printed("%g", T);
+    char buf[400];
+    for (int decimals = 0; decimals <= 20; ++decimals) {
+        std::snprintf(buf, sizeof buf, "%.*f", decimals, T);
+        if (std::strtod(buf, nullptr) == T) break;
+    }
+    return unsignedZero(buf);
 }
 
 std::string label(const VariableLabel& v)
@@ -48,7 +70,7 @@ std::string jsonNumber(double value)
     if (!std::isfinite(value)) return "null";
     char buf[32];
     std::snprintf(buf, sizeof buf, "%.17g", value);
-    return buf;
+    return unsignedZero(buf);
 }
 
 std::string jsonString(const std::string& text)
@@ -186,7 +208,7 @@ void writeEvalTable(std::ostream& out, const EvalResults& r)
             {"[K]", "[J/mol f.u.]", "[J/mol at.]", "[J/(K mol at.)]", "[J/mol at.]", "[J/(K mol at.)]"}};
         for (; k < r.points.size() && r.points[k].composition == c; ++k) {
             const PhaseProperties& p = r.points[k].props;
-            rows.push_back({printed("%.2f", p.T), printed("%.3f", p.G), printed("%.3f", p.GM), printed("%.5f", p.SM),
+            rows.push_back({temperature(p.T), printed("%.3f", p.G), printed("%.3f", p.GM), printed("%.5f", p.SM),
                             printed("%.3f", p.HM), printed("%.5f", p.CPM)});
         }
         writeAligned(out, rows, 0);
@@ -219,7 +241,7 @@ void writeFunctionTable(std::ostream& out, const std::string& name, const std::v
     out << "FUNCTION " << name << "  (in the function's own unit, derivatives per K, K^2, K^3)\n";
     std::vector<std::vector<std::string>> rows = {{"T [K]", "F", "dF/dT", "d2F/dT2", "d3F/dT3"}};
     for (const FunctionPoint& p : points)
-        rows.push_back({printed("%.2f", p.T), printed("%.10g", p.value), printed("%.10g", p.dT),
+        rows.push_back({temperature(p.T), printed("%.10g", p.value), printed("%.10g", p.dT),
                         printed("%.10g", p.dT2), printed("%.10g", p.dT3)});
     writeAligned(out, rows, 0);
 }

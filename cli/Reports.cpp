@@ -3,6 +3,7 @@
 #include "cli/Text.h"
 #include "database/ThermDatabase.h"
 #include "host/myCString.h"
+#include "models/TemperatureCoverage.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/VxThermFunctions.h"
 
@@ -87,7 +88,7 @@ void showListing(ThermDatabase& db, const std::string& phase, std::ostream& out)
     if (total == 0) out << "  none\n";
 }
 
-FunctionResults computeFunction(ThermDatabase& db, const Options& opts, std::ostream& err)
+FunctionResults computeFunction(ThermDatabase& db, const Options& opts, std::ostream& /*err*/)
 {
     int index = db.dataMgr.FindSymbolFunction(opts.functionName.c_str());
     TThermFktMgr& symbols = db.symbols();
@@ -100,25 +101,21 @@ FunctionResults computeFunction(ThermDatabase& db, const Options& opts, std::ost
         throw CliError(kExitUsage, "unknown function " + opts.functionName + "; expected a FUNCTION of the database" +
                                        (n ? " (" + some + ")" : " (it defines none)"));
     }
-    checkTemperatureLimits(opts.temperatures, db.defaultTLow, db.defaultTHigh);
     TThermFkt* function = symbols.m_FktArray[index];
     FunctionResults results;
     results.name = db.dataMgr.m_SymbolNames1.m_pData[index].m_pszBuffer;
-    std::vector<double> uncovered;
+    // Outside its ranges (or those of a function it reads there) the kernel
+    // gives 0, which is no value: such a temperature is refused, as in eval.
+    TemperatureCoverage coverage(db);
+    for (double T : opts.temperatures) {
+        std::string why = coverage.whyNot(*function, results.name, T);
+        if (!why.empty()) throw CliError(kExitFailure, "FUNCTION " + results.name + " has no value: " + why);
+    }
     for (double T : opts.temperatures) {
         TK.CalcTValues(T);
         symbols.SaveCalcPTValues(T, opts.pressure, 2);
-        // Outside every range the kernel gives 0 (as other tools do); that is
-        // printed, but the user is told, since it is rarely what was meant.
-        if (function->m_pActPoly == nullptr) uncovered.push_back(T);
         results.points.push_back(FunctionPoint{T, opts.pressure, function->m_dValue, function->m_dValueT,
                                                function->m_dValueTT, function->m_dValueTTT});
-    }
-    if (!uncovered.empty()) {
-        err << "thermfn: FUNCTION " << results.name << " has no temperature range covering "
-            << formatNumber("%g", uncovered.front()) << " K";
-        if (uncovered.size() > 1) err << " (nor " << uncovered.size() - 1 << " more of the temperatures)";
-        err << "; its value there is 0\n";
     }
     return results;
 }

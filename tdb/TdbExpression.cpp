@@ -45,6 +45,15 @@ struct Mono
 
 using Sum = std::vector<Mono>;
 
+// Folding constants must not turn finite numbers into an infinite or undefined
+// coefficient (1E200*1E200, 1E308+1E308): that is refused like the literal 1E999.
+const Mono& finite(const Mono& m)
+{
+    if (!std::isfinite(m.c))
+        throw Failure{m.offset, "the constant arithmetic overflows (a value beyond the range of numbers)"};
+    return m;
+}
+
 Sum constant(double c, size_t offset)
 {
     Mono m;
@@ -62,7 +71,7 @@ Mono foldConstantLn(Mono m)
         m.special = Special::None;
         m.argC = 0.0;
     }
-    return m;
+    return finite(m);
 }
 
 // Adds the coefficients of products that differ only in their coefficient.
@@ -74,6 +83,7 @@ Sum normalise(const Sum& s)
         for (Mono& o : out)
             if (o.key() == m.key()) {
                 o.c += m.c;
+                finite(o);
                 merged = true;
                 break;
             }
@@ -104,7 +114,7 @@ Mono multiply(const Mono& a0, const Mono& b0)
     m.special = sp.special;
     m.argC = sp.argC;
     m.argSym = sp.argSym;
-    return m;
+    return finite(m);
 }
 
 Sum multiply(const Sum& a, const Sum& b)
@@ -133,7 +143,7 @@ Mono invert(const Mono& m)
     inv.c = 1.0 / m.c;
     inv.tPow = -m.tPow;
     inv.r = -m.r;
-    return inv;
+    return finite(inv);
 }
 
 // Folds the symbolic gas constant into the coefficient.
@@ -143,7 +153,7 @@ Mono foldR(Mono m)
         m.c *= std::pow(kDatabaseGasConstant, m.r);
         m.r = 0;
     }
-    return m;
+    return finite(m);
 }
 
 Sum power(const Sum& base, const Sum& exponent, size_t offset)
@@ -171,7 +181,7 @@ Sum power(const Sum& base, const Sum& exponent, size_t offset)
         p.lnT = m.lnT * n;
         p.pPow = m.pPow * n;
         p.r = m.r * n;
-        return Sum{p};
+        return Sum{finite(p)};
     }
     if (n < 0) throw Failure{offset, "a negative power of a sum is not in the term model"};
     if (n > 8) throw Failure{offset, "a power above 8 of a sum is not expanded"};
@@ -526,6 +536,8 @@ void assign(const Sum& sum, TThermTPolynom& piece)
             addToSlot(piece.m_anPowerExp, piece.m_adPowerCoef, piece.m_nPowerTerms, 10, m.tPow, m.c, m.offset,
                       "more than 10 powers of T in one range");
         }
+        if (!std::isfinite(piece.m_dA) || !std::isfinite(piece.m_dB) || !std::isfinite(piece.m_dC))
+            finite(Mono{piece.m_dA + piece.m_dB + piece.m_dC, 0, 0, 0, 0, -1, Special::None, 0.0, -1, raw.offset});
     }
 }
 

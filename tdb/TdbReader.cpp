@@ -13,6 +13,7 @@
 #include <sstream>
 #include <unordered_map>
 
+#include "TdbCommandFeeds.h"
 #include "TdbExpression.h"
 #include "TdbKeywords.h"
 #include "TdbSource.h"
@@ -136,6 +137,27 @@ private:
     std::vector<std::vector<int>> symbolRefs_;       //!< per symbol: the symbols its pieces refer to
     std::vector<size_t> symbolOffset_;               //!< per symbol: where its (last) FUNCTION command starts
 
+    //! Every error: its diagnostic's index and the offset it names.
+    std::vector<std::pair<size_t, size_t>> errorSites_;
+    //! A command as cut from the file: its extent and the keyword it was matched to.
+    struct Cut
+    {
+        size_t begin = 0, end = 0, bodyBegin = 0;
+        std::string keyword;  //!< full upper-case keyword, empty when none matched
+    };
+    std::vector<Cut> cuts_;  //!< in file order
+    // Any error in a command makes the phases it feeds not evaluable: the phase of
+    // a PARAMETER, PHASE or CONSTITUENT, the phases carrying a TYPE_DEFINITION's
+    // code.  (Functions reach their phases through the parameters that use them.)
+    void markPhasesFedByErrors();
+    // "line N" of an offset, for reasons that outlive the diagnostics.
+    std::string lineOf(size_t offset) const
+    {
+        int line = 0, column = 0;
+        src_.position(offset, line, column);
+        return "line " + std::to_string(line);
+    }
+
     // --- diagnostics ---
     void report(Diagnostic::Severity sev, size_t offset, const std::string& command, const std::string& message)
     {
@@ -149,6 +171,7 @@ private:
     }
     void error(size_t offset, const std::string& command, const std::string& message)
     {
+        errorSites_.emplace_back(report_.diagnostics.size(), offset);
         report(Diagnostic::Severity::Error, offset, command, message);
     }
     void warning(size_t offset, const std::string& command, const std::string& message)
@@ -539,7 +562,7 @@ void Builder::orderSymbols()
                     std::string target = dm_.m_SymbolNames1.m_pData[r].m_pszBuffer;
                     error(symbolOffset_[f], "FUNCTION " + name,
                           r == f ? "refers to itself" : "refers to itself through " + target);
-                    symbolProblem_[f] = "function " + name + " refers to itself";
+                    symbolProblem_[f] = "FUNCTION " + name + " at " + lineOf(symbolOffset_[f]) + " refers to itself";
                 }
             } else {
                 newToOld.push_back(static_cast<int>(f));
@@ -868,10 +891,7 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     }
     int p = pit->second;
     ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(p)];
-    auto fail = [&](size_t at, const std::string& why) {
-        error(at, cmd, why);
-        notEvaluable(p, "parameter " + type + "(" + inner + ") could not be read");
-    };
+    auto fail = [&](size_t at, const std::string& why) { error(at, cmd, why); };  // marks p at the end
     if (!phaseInfo_[static_cast<size_t>(p)].constituents) {
         fail(paren + 1, "phase " + phaseName + " has no constituents");
         return;
@@ -1126,13 +1146,54 @@ void Builder::bind()
     }
 }
 
+void Builder::markPhasesFedByErrors()
+{
+    for (const auto& [diagnostic, offset] : errorSites_) {
+        auto it = std::upper_bound(cuts_.begin(), cuts_.end(), offset,
+                                   [](size_t at, const Cut& cut) { return at < cut.begin; });
+        if (it == cuts_.begin()) continue;
+        const Cut& cut = *(it - 1);
+        if (offset > cut.end) continue;  // between commands (a stray character)
+        const Diagnostic& d = report_.diagnostics[diagnostic];
+        std::string why = (d.command.empty() ? std::string("a command") : d.command) + " at line " +
+                          std::to_string(d.line) + ": " + d.message;
+        CommandFeeds feeds = commandFeeds(text_, cut.bodyBegin, cut.end, cut.keyword);
+        for (const std::string& name : feeds.phaseNames) {
+            auto phase = phases_.find(name);
+            if (phase != phases_.end()) notEvaluable(phase->second, why);
+        }
+        if (feeds.typeCode)
+            for (size_t p = 0; p < phaseInfo_.size(); ++p)
+                if (phaseInfo_[p].codes.find(feeds.typeCode) != std::string::npos)
+                    notEvaluable(static_cast<int>(p), why);
+    }
+}
+
 void Builder::run()
 {
     // Commands are taken by kind, not in file order: a file may use a function
     // before defining it, or declare type codes after the phases that use them.
     std::vector<std::vector<std::pair<const Command*, size_t>>> byKind(kKeywordCount);
-    std::vector<Command> commands = src_.commands();
-    for (Command& c : commands) {
+    // A data command that runs into the next one lost its "!": cut it there, so
+    // that the next command is read as written and the loss is named.
+    std::vector<Command> commands;
+    commands.reserve(src_.commands().size());
+    for (Command c : src_.commands()) {
+        for (size_t next; (next = runOnCommandStart(text_, c.begin, c.end)) != std::string::npos;) {
+            std::string kw = upper(text_.substr(c.begin, afterWord(c.begin, c.end) - c.begin));
+            int k = matchKeyword(kw, keywords());
+            if (k < 0 || k > kTemperatureLimits) break;  // free text (references, database information)
+            Command head = c;
+            head.end = next;
+            while (head.end > head.begin && isBlank(text_[head.end - 1])) --head.end;
+            head.terminated = false;
+            commands.push_back(head);
+            c.begin = next;
+        }
+        commands.push_back(c);
+    }
+    for (size_t n = 0; n < commands.size(); ++n) {
+        Command& c = commands[n];
         // a stray character after the previous "!" (such as a quote) is no command of its own
         size_t start = c.begin;
         while (c.begin < c.end && !std::isalpha(static_cast<unsigned char>(text_[c.begin]))) ++c.begin;
@@ -1142,11 +1203,25 @@ void Builder::run()
         }
         size_t kwEnd = afterWord(c.begin, c.end);
         std::string word = upper(text_.substr(c.begin, kwEnd - c.begin));
+        int k = matchKeyword(word, keywords());
+        cuts_.push_back(Cut{c.begin, c.end, kwEnd, k >= 0 ? keywords()[static_cast<size_t>(k)] : std::string()});
         if (!c.terminated) {
-            error(c.end > c.begin ? c.end - 1 : c.begin, word, "missing '!' at the end of the command");
+            std::string message = "missing '!' at the end of the command";
+            size_t hidden = src_.commentedBang(c.begin, n + 1 < commands.size() ? commands[n + 1].begin : c.end);
+            if (n + 1 < commands.size()) {
+                int line = 0, column = 0;
+                src_.position(commands[n + 1].begin, line, column);
+                message += " (the next command starts at line " + std::to_string(line) + ")";
+            }
+            if (hidden != std::string::npos) {
+                int line = 0, column = 0;
+                src_.position(hidden, line, column);
+                message += "; the '!' at line " + std::to_string(line) + ", column " + std::to_string(column) +
+                           " is inside a '$' comment, which runs to the end of its line";
+            }
+            error(c.end > c.begin ? c.end - 1 : c.begin, word, message);
             continue;
         }
-        int k = matchKeyword(word, keywords());
         if (k == -2) {
             error(c.begin, word, "ambiguous abbreviation of a command");
             continue;
@@ -1217,7 +1292,8 @@ void Builder::run()
         size_t nameEnd = 0;
         std::string name = functionName(*entry->first, entry->second, nameEnd);
         error(problem.offset, "FUNCTION " + name, problem.message);
-        symbolProblem_[static_cast<size_t>(symbols_.at(name))] = "function " + name + " could not be read";
+        symbolProblem_[static_cast<size_t>(symbols_.at(name))] =
+            "FUNCTION " + name + " at " + lineOf(entry->first->begin) + ": " + problem.message;
     }
     orderSymbols();
     propagateSymbolProblems();
@@ -1228,6 +1304,7 @@ void Builder::run()
     applyTypeDefinitions();
     for (auto& [c, body] : byKind[kParameter]) parameter(*c, body);
     bind();
+    markPhasesFedByErrors();
 
     for (const auto& rec : db_.phases) report_.notEvaluablePhases += rec.phase->m_bEvaluable == 0;
     std::stable_sort(report_.diagnostics.begin(), report_.diagnostics.end(),

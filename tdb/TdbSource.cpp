@@ -17,7 +17,10 @@ TdbSource::TdbSource(std::string fileName, const std::string& raw) : fileName_(s
     // "$" starts a comment that runs to the end of its line, wherever it stands.
     for (size_t i = 0; i < text_.size(); ++i) {
         if (text_[i] != '$') continue;
-        while (i < text_.size() && text_[i] != '\n') text_[i++] = ' ';
+        while (i < text_.size() && text_[i] != '\n') {
+            if (text_[i] == '!') commentedBangs_.push_back(i);
+            text_[i++] = ' ';
+        }
     }
 
     // Commands end with "!" and may span any number of lines.
@@ -48,6 +51,12 @@ void TdbSource::position(size_t offset, int& line, int& column) const
     size_t index = static_cast<size_t>(it - lineStarts_.begin()) - 1;
     line = static_cast<int>(index) + 1;
     column = static_cast<int>(offset - lineStarts_[index]) + 1;
+}
+
+size_t TdbSource::commentedBang(size_t begin, size_t end) const
+{
+    auto it = std::lower_bound(commentedBangs_.begin(), commentedBangs_.end(), begin);
+    return it != commentedBangs_.end() && *it < end ? *it : std::string::npos;
 }
 
 bool TdbSource::looksLikeText(const std::string& raw)

@@ -35,6 +35,10 @@ public:
     //! 1-based line and column of an offset.
     void position(size_t offset, int& line, int& column) const;
 
+    //! Offset of the first "!" inside a "$" comment within [begin, end), or
+    //! std::string::npos: a comment that hides the "!" of its command.
+    size_t commentedBang(size_t begin, size_t end) const;
+
     //! True when the bytes look like text: no NUL byte and few control characters.
     static bool looksLikeText(const std::string& raw);
 
@@ -43,6 +47,7 @@ private:
     std::string text_;
     std::vector<size_t> lineStarts_;  //!< offset of the first character of each line
     std::vector<Command> commands_;
+    std::vector<size_t> commentedBangs_;  //!< offsets of "!" blanked with their comment, ascending
 };
 
 }  // namespace tdb

@@ -150,6 +150,12 @@ struct Case
     bool bDo;
 };
 
+// What gtest shows of a case in listings and failures, instead of its bytes.
+void PrintTo(const Case& c, std::ostream* os)
+{
+    *os << '"' << c.text << "\" type " << c.nType << " order " << c.nOrder << (c.bDo ? " do-set" : "");
+}
+
 class CalcDerivatives : public ::testing::TestWithParam<Case>
 {
 };
@@ -177,7 +183,16 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"C:D,E", 20, 2, false},        // magnetic-moment arrays
                       Case{"A,B", 0, 1, true},            // do_ set
                       Case{"A,B,C", 0, 0, true},          // regular ternary in the do_ set
-                      Case{"A,B:D", 3, 1, false}));       // IS with a constant power factor
+                      Case{"A,B:D", 3, 1, false}),        // IS with a constant power factor
+    // "A,B:D" of type 0, order 1 -> A_B_on_D_type0_order1 (stable across builds)
+    [](const ::testing::TestParamInfo<Case>& info) {
+        std::string name;
+        for (const char* p = info.param.text; *p; ++p)
+            name += *p == ',' ? std::string("_") : *p == ':' ? std::string("_on_") : *p == '*' ? std::string("any")
+                                                                                           : std::string(1, *p);
+        name += "_type" + std::to_string(info.param.nType) + "_order" + std::to_string(info.param.nOrder);
+        return info.param.bDo ? name + "_doset" : name;
+    });
 
 TEST(CalcTernary, NonRegularMembersMatchFiniteDifferences)
 {
