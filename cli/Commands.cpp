@@ -6,6 +6,7 @@
 #include <new>
 
 #include "cli/Database.h"
+#include "cli/EvalWriter.h"
 #include "database/ThermDatabase.h"
 
 namespace thermfn {
@@ -18,6 +19,7 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
             return kExitUsage;
         }
         Options opts = parseArguments(args);
+        size_t refused = 0;  // grid points without values
         if (opts.command == Command::Help) {
             out << usageText();
             return 0;
@@ -34,10 +36,12 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
             break;
         }
         case Command::Eval: {
-            EvalResults results = computeGrid(*db, opts);
-            if (opts.format == Format::Json) writeEvalJson(out, results, opts.hessian);
-            else if (opts.format == Format::Csv) writeEvalCsv(out, results, opts.hessian);
-            else writeEvalTable(out, results);
+            EvalResults layout = prepareGrid(*db, opts);
+            std::unique_ptr<EvalWriter> writer =
+                opts.format == Format::Json  ? makeJsonEvalWriter(out, layout, opts.hessian)
+                : opts.format == Format::Csv ? makeCsvEvalWriter(out, layout, opts.hessian)
+                                             : makeTableEvalWriter(out, layout);
+            refused = streamGrid(*db, opts, layout, *writer, out, err);
             break;
         }
         case Command::Help: break;
@@ -48,6 +52,11 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
             int code = errno;
             err << "thermfn: the results could not be written to standard output"
                 << (code ? std::string(" (") + std::strerror(code) + ")" : std::string()) << '\n';
+            return kExitFailure;
+        }
+        if (refused > 0) {
+            err << "thermfn: " << refused << " of " << opts.compositions.size() * opts.temperatures.size()
+                << " points refused\n";
             return kExitFailure;
         }
         return 0;

@@ -31,8 +31,16 @@ struct FunctionResults
 };
 // Values of the symbol function opts.functionName at opts.temperatures.
 FunctionResults computeFunction(ThermDatabase& db, const Options& opts, std::ostream& err);
-// The eval grid: every temperature step is taken once and serves all compositions.
-EvalResults computeGrid(ThermDatabase& db, const Options& opts);
+// The eval grid's layout: phase, variables and the resolved compositions (no
+// points).  Throws CliError for an unknown or not evaluable phase and bad
+// compositions.
+EvalResults prepareGrid(ThermDatabase& db, const Options& opts);
+class EvalWriter;
+// Evaluates every point of the grid and hands it to writer as it comes (a
+// refused point with its reason, also on err for the first hundred).  Stops
+// early when out fails.  Returns the number of refused points.
+size_t streamGrid(ThermDatabase& db, const Options& opts, const EvalResults& layout, EvalWriter& writer,
+                  std::ostream& out, std::ostream& err);
 
 }  // namespace thermfn
 

@@ -1,13 +1,14 @@
-// The eval command: a phase on a grid of temperatures x compositions.
+// The eval command: a phase on a grid of temperatures x compositions, each
+// point written as soon as it is computed.
 #include "cli/Commands.h"
+#include "cli/EvalWriter.h"
 #include "cli/Progress.h"
 #include "cli/Text.h"
 #include "database/ThermDatabase.h"
 
 namespace thermfn {
 
-
-EvalResults computeGrid(ThermDatabase& db, const Options& opts)
+EvalResults prepareGrid(ThermDatabase& db, const Options& opts)
 {
     const int index = requirePhase(db, opts.phase);
     const CVxPhase& phase = *db.phases[index].phase;
@@ -15,7 +16,6 @@ EvalResults computeGrid(ThermDatabase& db, const Options& opts)
     if (!evaluator.evaluable())
         throw CliError(kExitFailure, std::string("phase ") + phase.m_szPhaseName + " cannot be evaluated: " +
                                          evaluator.why());
-
     EvalResults r;
     r.phase = phase.m_szPhaseName;
     r.sublatticeCount = phase.m_nSublatticeCount;
@@ -27,30 +27,42 @@ EvalResults computeGrid(ThermDatabase& db, const Options& opts)
     }
     for (const CompositionSpec& spec : opts.compositions)
         r.compositions.push_back(resolveComposition(spec, r.phase, constituents));
+    return r;
+}
 
-    // Results are stored composition by composition (the order of the output,
-    // a block per composition reads best) but computed temperature by
-    // temperature, since the temperature step is the expensive part and
-    // serves every composition.
-    const size_t temperatures = opts.temperatures.size();
-    const size_t total = r.compositions.size() * temperatures;
-    r.points.resize(total);
+size_t streamGrid(ThermDatabase& db, const Options& opts, const EvalResults& layout, EvalWriter& writer,
+                  std::ostream& out, std::ostream& err)
+{
+    PhaseEvaluator evaluator(db, db.findPhase(layout.phase));
+    // Points go out in the order of the output (a block per composition), each
+    // with its own temperature step, so that nothing of the grid is kept: the
+    // memory is that of one point whatever the grid's size.
+    const size_t total = layout.compositions.size() * opts.temperatures.size();
     ProgressBar progress(total);
-    size_t done = 0;
-    for (size_t t = 0; t < temperatures; ++t) {
-        const double T = opts.temperatures[t];
-        evaluator.setTemperature(T, opts.pressure);
-        for (size_t c = 0; c < r.compositions.size(); ++c) {
-            EvalPoint& point = r.points[c * temperatures + t];
-            point.composition = c;
-            if (!evaluator.evaluate(r.compositions[c].data(), 2, point.props))
-                throw CliError(kExitFailure, "evaluation of " + r.phase + " at " + formatNumber("%g", T) +
-                                                 " K failed: " + evaluator.why());
+    PhaseProperties props;
+    size_t done = 0, refused = 0;
+    constexpr size_t kReasonsShown = 100;
+    writer.begin();
+    for (size_t c = 0; c < layout.compositions.size(); ++c) {
+        for (double T : opts.temperatures) {
+            evaluator.setTemperature(T, opts.pressure);
+            if (evaluator.evaluate(layout.compositions[c].data(), 2, props)) {
+                writer.point(c, props);
+            } else {
+                writer.refused(c, T, opts.pressure, evaluator.why());
+                if (++refused <= kReasonsShown)
+                    err << "thermfn: " << layout.phase << " at " << temperature(T) << " K, composition " << c + 1
+                        << ": refused: " << evaluator.why() << '\n';
+            }
             progress.update(++done);
+            if (!out) return refused;  // the caller reports the failed write
         }
     }
+    writer.end();
     progress.finish();
-    return r;
+    if (refused > kReasonsShown)
+        err << "thermfn: ... and " << refused - kReasonsShown << " more refused points (each is in the output)\n";
+    return refused;
 }
 
 }  // namespace thermfn

@@ -1,5 +1,7 @@
 #include "cli/Output.h"
 
+#include "cli/EvalWriter.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -16,6 +18,8 @@ std::string unsignedZero(const char* text)
     if (text[0] == '-' && std::strtod(text, nullptr) == 0.0) return text + 1;
     return text;
 }
+
+}  // namespace
 
 std::string printed(const char* format, double value)
 {
@@ -34,36 +38,10 @@ std::string temperature(double T)
     char buf[400];
     for (int decimals = 0; decimals <= 20; ++decimals) {
         std::snprintf(buf, sizeof buf, "%.*f", decimals, T);
-        if (std::strtod(buf, nullptr) == T) break;
+        if (std::strtod(buf, nullptr) == T) return unsignedZero(buf);
     }
-    return unsignedZero(buf);
+    return printed("%.17g", T);  // far below 1 K: the exponent form says it in fewer digits
 }
-
-std::string label(const VariableLabel& v)
-{
-    return std::to_string(v.sublattice + 1) + ":" + v.name;
-}
-
-// values (one per variable) as JSON: a list per sublattice of [name, value] pairs.
-void writeNested(std::ostream& out, const EvalResults& r, const std::vector<double>& values)
-{
-    out << '[';
-    size_t i = 0;
-    for (int s = 0; s < r.sublatticeCount; ++s) {
-        if (s) out << ',';
-        out << '[';
-        bool first = true;
-        for (; i < r.variables.size() && r.variables[i].sublattice == s; ++i) {
-            if (!first) out << ',';
-            first = false;
-            out << '[' << jsonString(r.variables[i].name) << ',' << jsonNumber(values[i]) << ']';
-        }
-        out << ']';
-    }
-    out << ']';
-}
-
-}  // namespace
 
 std::string jsonNumber(double value)
 {
@@ -129,90 +107,29 @@ void writeAligned(std::ostream& out, const std::vector<std::vector<std::string>>
     }
 }
 
+// The whole-grid writers feed the streaming ones point by point.
+namespace {
+void writeAll(EvalWriter& w, const EvalResults& r)
+{
+    w.begin();
+    for (const EvalPoint& point : r.points) w.point(point.composition, point.props);
+    w.end();
+}
+}  // namespace
+
 void writeEvalJson(std::ostream& out, const EvalResults& r, bool hessian)
 {
-    const size_t n = r.variables.size();
-    out << "[\n";
-    for (size_t k = 0; k < r.points.size(); ++k) {
-        const PhaseProperties& p = r.points[k].props;
-        out << "{\"phase\":" << jsonString(r.phase) << ",\"T\":" << jsonNumber(p.T) << ",\"P\":" << jsonNumber(p.P)
-            << ",\"y\":";
-        writeNested(out, r, r.compositions[r.points[k].composition]);
-        out << ",\"G\":" << jsonNumber(p.G) << ",\"dG_dT\":" << jsonNumber(p.dG_dT)
-            << ",\"d2G_dT2\":" << jsonNumber(p.d2G_dT2) << ",\"dG_dy\":";
-        writeNested(out, r, p.dG_dy);
-        out << ",\"GM\":" << jsonNumber(p.GM) << ",\"SM\":" << jsonNumber(p.SM) << ",\"HM\":" << jsonNumber(p.HM)
-            << ",\"CPM\":" << jsonNumber(p.CPM);
-        if (hessian) {
-            out << ",\"d2G_dydy\":[";
-            for (size_t i = 0; i <= n; ++i) {
-                out << (i ? ",[" : "[");
-                for (size_t j = 0; j <= n; ++j) out << (j ? "," : "") << jsonNumber(p.hessian[i * (n + 1) + j]);
-                out << ']';
-            }
-            out << ']';
-        }
-        out << (k + 1 < r.points.size() ? "},\n" : "}\n");
-    }
-    out << "]\n";
+    writeAll(*makeJsonEvalWriter(out, r, hessian), r);
 }
 
 void writeEvalCsv(std::ostream& out, const EvalResults& r, bool hessian)
 {
-    const size_t n = r.variables.size();
-    std::vector<std::string> header = {"phase", "T", "P"};
-    for (const VariableLabel& v : r.variables) header.push_back("y[" + label(v) + "]");
-    for (const char* name : {"G", "dG_dT", "d2G_dT2"}) header.push_back(name);
-    for (const VariableLabel& v : r.variables) header.push_back("dG_dy[" + label(v) + "]");
-    for (const char* name : {"GM", "SM", "HM", "CPM"}) header.push_back(name);
-    if (hessian) {
-        std::vector<std::string> names;
-        for (const VariableLabel& v : r.variables) names.push_back(label(v));
-        names.push_back("T");
-        for (const std::string& a : names)
-            for (const std::string& b : names) header.push_back("d2G[" + a + "][" + b + "]");
-    }
-    for (size_t c = 0; c < header.size(); ++c) out << (c ? "," : "") << csvField(header[c]);
-    out << '\n';
-    for (const EvalPoint& point : r.points) {
-        const PhaseProperties& p = point.props;
-        std::string row = csvField(r.phase) + "," + csvNumber(p.T) + "," + csvNumber(p.P);
-        for (double y : r.compositions[point.composition]) row += "," + csvNumber(y);
-        for (double v : {p.G, p.dG_dT, p.d2G_dT2}) row += "," + csvNumber(v);
-        for (size_t i = 0; i < n; ++i) row += "," + csvNumber(p.dG_dy[i]);
-        for (double v : {p.GM, p.SM, p.HM, p.CPM}) row += "," + csvNumber(v);
-        if (hessian)
-            for (size_t i = 0; i < (n + 1) * (n + 1); ++i) row += "," + csvNumber(p.hessian[i]);
-        out << row << '\n';
-    }
+    writeAll(*makeCsvEvalWriter(out, r, hessian), r);
 }
 
 void writeEvalTable(std::ostream& out, const EvalResults& r)
 {
-    size_t k = 0;
-    while (k < r.points.size()) {
-        const size_t c = r.points[k].composition;
-        const PhaseProperties& first = r.points[k].props;
-        // The heading spells out every site fraction, the unnamed zeros too,
-        // so that a block can be read without the command line that made it.
-        std::string y;
-        for (size_t i = 0; i < r.variables.size(); ++i) {
-            if (i) y += r.variables[i].sublattice != r.variables[i - 1].sublattice ? " : " : ",";
-            y += r.variables[i].name + "=" + printed("%.10g", r.compositions[c][i]);
-        }
-        if (k) out << '\n';
-        out << r.phase << "  " << y << "  (" << printed("%.10g", first.atoms)
-            << " mol of atoms per mol of formula units, P = " << printed("%g", first.P) << " Pa)\n";
-        std::vector<std::vector<std::string>> rows = {
-            {"T", "G", "GM", "SM", "HM", "CPM"},
-            {"[K]", "[J/mol f.u.]", "[J/mol at.]", "[J/(K mol at.)]", "[J/mol at.]", "[J/(K mol at.)]"}};
-        for (; k < r.points.size() && r.points[k].composition == c; ++k) {
-            const PhaseProperties& p = r.points[k].props;
-            rows.push_back({temperature(p.T), printed("%.3f", p.G), printed("%.3f", p.GM), printed("%.5f", p.SM),
-                            printed("%.3f", p.HM), printed("%.5f", p.CPM)});
-        }
-        writeAligned(out, rows, 0);
-    }
+    writeAll(*makeTableEvalWriter(out, r), r);
 }
 
 void writeFunctionJson(std::ostream& out, const std::string& name, const std::vector<FunctionPoint>& points)

@@ -40,6 +40,11 @@ struct FunctionPoint
     double value = 0.0, dT = 0.0, dT2 = 0.0, dT3 = 0.0;
 };
 
+//! value in a printf format, "nan"/"inf"/"-inf" when not finite; a value
+//! printed as zero has no sign
+std::string printed(const char* format, double value);
+//! T [K] with the fewest decimals that read back as the same number
+std::string temperature(double T);
 //! %.17g, or null when not finite
 std::string jsonNumber(double value);
 //! quoted and escaped

@@ -14,6 +14,7 @@
 #include <unordered_map>
 
 #include "TdbCommandFeeds.h"
+#include "TdbDuplicates.h"
 #include "TdbExpression.h"
 #include "TdbKeywords.h"
 #include "TdbSource.h"
@@ -274,6 +275,9 @@ private:
     void propagateSymbolProblems();
     void orderSymbols();
     void bind();
+    void reportDuplicates(TThermFktMgr& list);
+    std::unordered_map<const TThermFktData*, size_t> parameterAt_;  //!< where each parameter's command starts
+    int duplicateWarnings_ = 0;                                       //!< repeats found so far
 
     // Temperature ranges "T0 expr; T1 Y expr; T2 N ref" into pieces; false with problem.
     bool ranges(size_t begin, size_t end, int symbolList, bool foldConstants,
@@ -1063,24 +1067,9 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     f->m_pSymbolMgr = dm_.GetSymbolFktMgr();
     for (auto& piece : pieces) f->AddPolynom(piece.release());
     rec.functions->AddFunction(f);
+    parameterAt_[data] = c.begin;
     ++report_.parameters;
 }
-
-namespace {
-// Two records define the same parameter: the list's duplicate criterion plus the species.
-bool sameParameter(const TThermFktData& a, const TThermFktData& b)
-{
-    if (a.m_nFktType != b.m_nFktType || a.m_nInteractionLevel != b.m_nInteractionLevel || a.m_nOrder != b.m_nOrder ||
-        a.m_nSublattices != b.m_nSublattices || a.m_bDoSet != b.m_bDoSet || a.m_nSpeciesIndex != b.m_nSpeciesIndex ||
-        a.m_nConstituents != b.m_nConstituents)
-        return false;
-    for (int s = 0; s < a.m_nSublattices && s < 8; ++s)
-        if (a.m_nPerSublattice[s] != b.m_nPerSublattice[s]) return false;
-    for (int k = 0; k < a.m_nConstituents && k < 10; ++k)
-        if (a.m_nConstituent[k] != b.m_nConstituent[k]) return false;
-    return true;
-}
-}  // namespace
 
 void Builder::bind()
 {
@@ -1114,34 +1103,38 @@ void Builder::bind()
                 notEvaluable(static_cast<int>(p), "a parameter was disabled while binding");
                 break;
             }
-        myCString duplicates;
-        int pairs = list.CheckForDoubleParameters(&duplicates);
-        if (pairs > 0) {
-            // The list's check also pairs mobility parameters that differ only in their
-            // diffusing species ("&AG" and "&AL"), which are different parameters; report
-            // only the pairs that agree in the species too.
-            std::vector<int> firsts;
-            for (int a = 0; a + 1 < list.m_FktArray.m_nSize; ++a)
-                for (int b = a + 1; b < list.m_FktArray.m_nSize; ++b)
-                    if (sameParameter(*list.m_FktArray[a]->m_pFktData, *list.m_FktArray[b]->m_pFktData))
-                        firsts.push_back(a);
-            if (static_cast<int>(firsts.size()) != pairs) {
-                duplicates = "";
-                for (size_t k = 0; k < firsts.size(); ++k) {
-                    if (k == 0) {
-                        duplicates = "\n*******    W A R N I N G    ******** \nThe following function(s) in FktMgr\n";
-                        duplicates += "### ";
-                        duplicates += list.m_szName;
-                        duplicates += " ###\nare detected twice:\n";
-                    }
-                    myCString line("  ");
-                    list.m_FktArray[firsts[k]]->WriteOutFunktion(line, 1);
-                    duplicates += line;
-                    duplicates += "\n";
-                }
-            }
-            report_.duplicatePairs += static_cast<int>(firsts.size());
-            if (!firsts.empty()) db_.app.WriteOut(duplicates, 1, 1);
+        reportDuplicates(list);
+    }
+}
+
+void Builder::reportDuplicates(TThermFktMgr& list)
+{
+    // Every entry of a list is summed, so a parameter given twice counts
+    // twice.  Each repeat is named with both places; past the first hundred
+    // only their number is given (a file concatenated with itself repeats
+    // everything).
+    constexpr int kShown = 100;
+    for (const std::vector<int>& group : duplicateGroups(list)) {
+        const size_t k = group.size();
+        report_.duplicatePairs += static_cast<int>(k * (k - 1) / 2);
+        auto where = [&](int i, size_t& offset) {
+            auto it = parameterAt_.find(list.m_FktArray[i]->m_pFktData);
+            if (it == parameterAt_.end()) return std::string("a parameter generated from a wildcard");
+            offset = it->second;
+            int line = 0, column = 0;
+            src_.position(offset, line, column);
+            return src_.fileName() + ":" + std::to_string(line);
+        };
+        size_t firstOffset = 0;
+        std::string first = where(group[0], firstOffset);
+        for (size_t r = 1; r < k; ++r) {
+            if (++duplicateWarnings_ > kShown) continue;
+            size_t offset = firstOffset;
+            std::string here = where(group[static_cast<int>(r)], offset);
+            myCString name;
+            list.m_FktArray[group[r]]->WriteOutFunktion(name, 1);
+            warning(offset, std::string("PARAMETER ") + name.c_str(),
+                    "defined twice, at " + first + " and at " + here + "; both are summed");
         }
     }
 }
@@ -1304,6 +1297,9 @@ void Builder::run()
     applyTypeDefinitions();
     for (auto& [c, body] : byKind[kParameter]) parameter(*c, body);
     bind();
+    if (duplicateWarnings_ > 100)
+        warning(0, "", std::to_string(duplicateWarnings_ - 100) + " more repeated parameters not shown (" +
+                           std::to_string(report_.duplicatePairs) + " pairs in all); each definition is summed");
     markPhasesFedByErrors();
 
     for (const auto& rec : db_.phases) report_.notEvaluablePhases += rec.phase->m_bEvaluable == 0;

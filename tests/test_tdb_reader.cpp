@@ -310,19 +310,4 @@ TEST(TdbCommands, AbbreviationsCaseAndBookkeepingCommands)
     EXPECT_DOUBLE_EQ(bcc.gibbs->m_ElementArray[bcc.gibbs->GetElementIndex("VA")].m_dAtoms, 0.0);
 }
 
-TEST(TdbCommands, DuplicateParametersAreReportedThroughTheApplication)
-{
-    kit::Loaded l = ReadText("ELEMENT A X 1 0 0 !\nELEMENT B X 1 0 0 !\n"
-                             "PHASE P % 1 1 !\nCONSTITUENT P :A,B: !\n"
-                             "PARAMETER G(P,A;0) 1 10; 6000 N !\n"
-                             "PARAMETER G(P,A;0) 1 20; 6000 N !\n"
-                             "PARAMETER L(P,A,B;0) 1 5; 6000 N !\n"
-                             "PARAMETER L(P,A,B;1) 1 5; 6000 N !\n");
-    EXPECT_EQ(l.report.duplicatePairs, 1);
-    std::string messages = l.db->app.AllText();
-    EXPECT_NE(messages.find("### P ###"), std::string::npos);
-    EXPECT_NE(messages.find("  G(P,A;0)\n"), std::string::npos);
-    EXPECT_EQ(messages.find("G(P,A,B;0)"), std::string::npos);
-}
-
 }  // namespace
