@@ -564,7 +564,6 @@ TEST(CliRun, FunctionValueAndDerivatives)
     ASSERT_EQ(rows.size(), 4u);
     EXPECT_EQ(rows[0], "function,T,P,F,dF_dT,d2F_dT2,d3F_dT3");
     EXPECT_EQ(std::strtod(split(rows[2], ',')[3].c_str(), nullptr), doc[1].at("F").num());
-
 }
 
 // The grid written as JSON: documented structure, exact temperatures and

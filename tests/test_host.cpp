@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <string>
 
-#include "host/my_stricmp.h"
 #include "host/myStringParser.h"
 #include "support/PhaseTestKit.h"
 
@@ -120,15 +119,6 @@ TEST(HostStrings, StringArrayGrowsAndAppends)
     EXPECT_STREQ(a[104].m_pszBuffer, "A");
 }
 
-TEST(HostStrings, CaseInsensitiveComparison)
-{
-    EXPECT_EQ(my_stricmp("fcc_a1", "FCC_A1"), 0);
-    EXPECT_EQ(my_stricmp("Hcp_A3", "hcp_a3"), 0);
-    EXPECT_NE(my_stricmp("BMAG", "BMAGN"), 0);
-    EXPECT_NE(my_stricmp("A", "B"), 0);
-    EXPECT_LT(my_stricmp("a", "B"), 0);
-}
-
 TEST(HostParser, WordsDelimitersAndFailures)
 {
     myStringParser parser;
@@ -166,21 +156,6 @@ TEST(HostParser, WordsDelimitersAndFailures)
     p = lower;
     ASSERT_TRUE(parser.CopyWord(w, p, ",", 20, true, false));
     EXPECT_STREQ(w.m_pszBuffer, "FE");
-}
-
-TEST(HostApp, MessagesAreKeptInOrder)
-{
-    CVx_coreApp app;
-    myCString a("first"), b;
-    b.Format("second %d", 2);
-    app.WriteOut(a, 1, 1);
-    app.WriteOut(b, 0, 0);
-    ASSERT_EQ(app.m_Messages.size(), 2u);
-    EXPECT_EQ(app.m_Messages[0].text, "first");
-    EXPECT_EQ(app.m_Messages[1].text, "second 2");
-    EXPECT_EQ(app.m_Messages[0].flag1, 1u);
-    EXPECT_EQ(app.AllText(), "firstsecond 2");
-    EXPECT_STREQ(a.m_pszBuffer, "first");  // the caller keeps its text
 }
 
 }  // namespace

@@ -10,16 +10,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "models/PhaseEvaluator.h"
+#include "support/Differences.h"
 #include "support/TdbTestKit.h"
 #include "support/HillertJarl.h"
 #include "support/Unaries.h"
@@ -31,6 +30,10 @@ using unary::GhserSn;
 
 namespace {
 
+using fd::D1;
+using fd::D2;
+using fd::kHT1;
+using fd::kHT2;
 using kit::ReadShared;
 using kit::ReadText;
 
@@ -84,105 +87,6 @@ double MagneticG(double T, double TC, double beta, double p)
 {
     return R * T * std::log(beta + 1.0) * hj::g(T / TC, p);
 }
-
-// ---------------------------------------------------------------------------
-// Finite differences
-
-// Five-point first derivative: weights over 12h at offsets -2h, -h, +h, +2h.
-const double kOffsets[4] = {-2.0, -1.0, 1.0, 2.0};
-const double kWeights[4] = {1.0, -8.0, 8.0, -1.0};
-// Sums of |weights| of the stencils, times h (first) or h_i*h_j (second
-// derivatives): how much of the rounding of G a difference quotient carries.
-const double kGain1 = 18.0 / 12.0;
-const double kGainDiagonal = 64.0 / 12.0;
-const double kGainCross = 4.0 / 3.0 + 1.0 / 12.0;
-
-// G (or another property) at x = (y..., T), running the temperature step only
-// when T changed since the last call: steps in y then cost one evaluation.
-class Probe
-{
-public:
-    explicit Probe(PhaseEvaluator& ev) : ev_(ev) {}
-    double operator()(const std::vector<double>& x, double PhaseProperties::*what = &PhaseProperties::G)
-    {
-        if (x.back() != lastT_) {
-            ev_.setTemperature(x.back(), P0);
-            lastT_ = x.back();
-        }
-        if (!ev_.evaluate(x.data(), 0, out_)) ADD_FAILURE() << "evaluate refused: " << ev_.why();
-        return out_.*what;
-    }
-
-private:
-    PhaseEvaluator& ev_;
-    PhaseProperties out_;
-    double lastT_ = std::numeric_limits<double>::quiet_NaN();
-};
-
-// Five-point derivative of f along coordinate i of x, error O(h^4).
-template <class F>
-double D1(F& f, std::vector<double> x, int i, double h)
-{
-    const double x0 = x[i];
-    double s = 0;
-    for (int a = 0; a < 4; ++a) {
-        x[i] = x0 + kOffsets[a] * h;
-        s += kWeights[a] * f(x);
-    }
-    return s / (12.0 * h);
-}
-
-// Second derivative along i and j, error O(h^4), stencil within +-2h: for
-// i == j the five-point formula; otherwise the four-point cross difference
-// at steps h and 2h, extrapolated (its h^2 error term cancels in (4 D(h) -
-// D(2h)) / 3).  That takes 8 evaluations instead of the 16 of a nested
-// five-point stencil, which matters for the phases with 26 fractions.
-template <class F>
-double D2(F& f, std::vector<double> x, int i, double hi, int j, double hj)
-{
-    if (i == j) {
-        const double x0 = x[i];
-        const double f0 = f(x);
-        const double w[4] = {-1.0, 16.0, 16.0, -1.0};
-        double s = -30.0 * f0;
-        for (int a = 0; a < 4; ++a) {
-            x[i] = x0 + kOffsets[a] * hi;
-            s += w[a] * f(x);
-        }
-        return s / (12.0 * hi * hi);
-    }
-    const double xi = x[i], xj = x[j];
-    auto cross = [&](double k) {
-        double s = 0;
-        for (double a : {-1.0, 1.0})
-            for (double b : {-1.0, 1.0}) {
-                x[i] = xi + a * k * hi;
-                x[j] = xj + b * k * hj;
-                s += a * b * f(x);
-            }
-        return s / (4.0 * k * k * hi * hj);
-    };
-    return (4.0 * cross(1.0) - cross(2.0)) / 3.0;
-}
-
-// Steps.  The gradient takes small steps (1e-6 in y, 1e-3 K), where the
-// five-point truncation error is far below rounding.  Second differences
-// divide rounding by h^2, so the Hessian takes 1e-4 in y and 0.5 K: the
-// truncation error then stays below 1e-6 relative for fractions down to about
-// 4e-3 (that of the ideal term R*T*a/y is 0.27*(h/y)^4 relative), and the T
-// stencil (+-1 K) stays clear of the range limits and breakpoints of the
-// functions at the temperatures chosen below.
-const double kHy1 = 1e-6, kHT1 = 1e-3;
-const double kHy2 = 1e-4, kHT2 = 0.5;
-
-// Rounding of one evaluation of G, as a multiple of its scale: the terms of G
-// (T*ln T parts of the unaries, R*T*ln y, large end-member sums of the
-// compounds) are of the size of G or somewhat larger and cancel, so twenty
-// ulps of the scale are allowed (on these databases the differences of the
-// derivatives from the quotients stay below a tenth of the resulting bound).
-// A difference quotient of weights w over steps h then carries up to
-// kRounding * scale * sum|w| / prod(h).
-const double kRounding = 20.0 * DBL_EPSILON;
 
 // ---------------------------------------------------------------------------
 // Compositions and temperatures
@@ -302,68 +206,6 @@ struct Coverage
 };
 
 // ---------------------------------------------------------------------------
-// The derivative check of one phase at one temperature and composition
-
-void CheckAgainstDifferences(ThermDatabase& db, int phaseIndex, double T, const std::vector<double>& y,
-                             const std::string& where)
-{
-    PhaseEvaluator ev(db, phaseIndex);
-    const int n = ev.variableCount();
-    const int dim = n + 1;
-    ev.setTemperature(T, P0);
-    PhaseProperties out;
-    ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << where << ": " << ev.why();
-    ASSERT_TRUE(std::isfinite(out.G)) << where;
-    ASSERT_EQ(static_cast<int>(out.dG_dy.size()), n) << where;
-    ASSERT_EQ(static_cast<int>(out.hessian.size()), dim * dim) << where;
-
-    Probe G(ev);
-    std::vector<double> x0 = y;
-    x0.push_back(T);
-    // Scale of the rounding in G: the value itself and the size of the ideal
-    // term R*T*(sites), whichever is larger.
-    double sites = 0;
-    for (int s = 0; s < db.phases[static_cast<size_t>(phaseIndex)].phase->m_nSublatticeCount; ++s)
-        sites += db.phases[static_cast<size_t>(phaseIndex)].phase->m_SiteRatios[static_cast<size_t>(s)];
-    const double scale = std::max(std::fabs(out.G), R * T * sites);
-    auto h1 = [&](int i) { return i < n ? kHy1 : kHT1; };
-    auto h2 = [&](int i) { return i < n ? kHy2 : kHT2; };
-    auto name = [&](int i) { return i < n ? std::string("y(") + ev.variableName(i) + "#" +
-                                                std::to_string(ev.variableSublattice(i)) + ")"
-                                          : std::string("T"); };
-
-    for (int i = 0; i < dim; ++i) {
-        const double fd = D1(G, x0, i, h1(i));
-        const double an = i < n ? out.dG_dy[static_cast<size_t>(i)] : out.dG_dT;
-        const double tol = 1e-7 * std::fabs(fd) + kRounding * scale * kGain1 / h1(i);
-        EXPECT_NEAR(an, fd, tol) << where << ": dG/d" << name(i);
-        for (int j = i; j < dim; ++j) {
-            const double fd2 = D2(G, x0, i, h2(i), j, h2(j));
-            const double hij = out.hessian[static_cast<size_t>(i * dim + j)];
-            const double hji = out.hessian[static_cast<size_t>(j * dim + i)];
-            const double tol2 =
-                1e-6 * std::fabs(fd2) + kRounding * scale * (i == j ? kGainDiagonal : kGainCross) / (h2(i) * h2(j));
-            EXPECT_NEAR(hij, fd2, tol2) << where << ": d2G/d" << name(i) << "d" << name(j);
-            EXPECT_NEAR(hij, hji, 1e-12 * (1.0 + std::fabs(hij))) << where << ": symmetry " << name(i) << name(j);
-        }
-    }
-    EXPECT_EQ(out.d2G_dT2, out.hessian[static_cast<size_t>(n * dim + n)]) << where;
-
-    // Molar quantities by their definitions, from differences of GM in T
-    const double N = out.atoms;
-    ASSERT_GT(N, 0.0) << where;
-    EXPECT_NEAR(out.GM * N, out.G, 1e-12 * scale) << where;
-    const double gmScale = scale / N;
-    auto GM = [&](const std::vector<double>& x) { return G(x, &PhaseProperties::GM); };
-    const double smFd = -D1(GM, x0, n, kHT1);
-    EXPECT_NEAR(out.SM, smFd, 1e-7 * std::fabs(smFd) + kRounding * gmScale * kGain1 / kHT1) << where << ": SM";
-    const double cpFd = -T * D2(GM, x0, n, kHT2, n, kHT2);
-    EXPECT_NEAR(out.CPM, cpFd, 1e-6 * std::fabs(cpFd) + T * kRounding * gmScale * kGainDiagonal / (kHT2 * kHT2))
-        << where << ": CPM";
-    EXPECT_NEAR(out.HM, out.GM + T * out.SM, 1e-12 * (gmScale + T * std::fabs(out.SM))) << where << ": HM";
-}
-
-// ---------------------------------------------------------------------------
 // Every evaluable phase of the published databases
 
 // The large light-alloy database, read once for the tests that use it.
@@ -382,20 +224,6 @@ struct DatabaseCase
     std::vector<std::string> required; // must be among the checked ones
     Coverage least;                    // minimum counts of what the checked phases exercise
 };
-
-Coverage Least(int phases, int magnetic, int ordering, int vacancy, int ternary, int reciprocal,
-               int reciprocalOrdered = 0)
-{
-    Coverage c;
-    c.phases = phases;
-    c.magnetic = magnetic;
-    c.ordering = ordering;
-    c.vacancy = vacancy;
-    c.ternary = ternary;
-    c.reciprocal = reciprocal;
-    c.reciprocalOrdered = reciprocalOrdered;
-    return c;
-}
 
 void PrintTo(const DatabaseCase& c, std::ostream* os) { *os << c.file; }
 
@@ -445,7 +273,7 @@ TEST_P(PublishedDatabases, DerivativesOfEveryEvaluablePhaseAgreeWithDifferencesO
                 << ")";
             std::ostringstream where;
             where << c.file << " " << phase << " at " << T << " K";
-            CheckAgainstDifferences(db, p, T, y, where.str());
+            fd::CheckAgainstDifferences(db, p, T, y, where.str(), P0, R);
         }
     }
 
@@ -469,40 +297,28 @@ TEST_P(PublishedDatabases, DerivativesOfEveryEvaluablePhaseAgreeWithDifferencesO
 INSTANTIATE_TEST_SUITE_P(
     Files, PublishedDatabases,
     ::testing::Values(
-        DatabaseCase{"CrFe", "crfe_bcc_magnetic.tdb", 600, 1400, {}, {"BCC_A2"}, Least(1, 1, 0, 1, 0, 0)},
-        DatabaseCase{"PbSn", "pbsn.tdb", 450, 1000, {}, {"LIQUID", "FCC_A1", "BCT_A5"}, Least(3, 0, 0, 2, 0, 0)},
+        DatabaseCase{"CrFe", "crfe_bcc_magnetic.tdb", 600, 1400, {}, {"BCC_A2"}, Coverage{1, 1, 0, 1, 0, 0, 0, {}}},
+        DatabaseCase{"PbSn", "pbsn.tdb", 450, 1000, {}, {"LIQUID", "FCC_A1", "BCT_A5"}, Coverage{3, 0, 0, 2, 0, 0, 0, {}}},
         DatabaseCase{"CuMg", "cumg.tdb", 500, 1100, {}, {"LIQUID", "FCC_A1", "HCP_A3", "CU2MG", "CUMG2"},
-                     Least(5, 0, 1, 2, 0, 0)},
+                     Coverage{5, 0, 1, 2, 0, 0, 0, {}}},
         // BCC_A2 carries G(BCC_A2,CR,TI,V:VA;0..2)
         DatabaseCase{"CrTiV", "crtiv_ghosh.tdb", 700, 1500, {},
-                     {"LIQUID", "BCC_A2", "HCP_A3", "LAVES_C14", "LAVES_C36", "LAVES_C15"}, Least(6, 2, 3, 2, 1, 0)},
+                     {"LIQUID", "BCC_A2", "HCP_A3", "LAVES_C14", "LAVES_C36", "LAVES_C15"}, Coverage{6, 2, 3, 2, 1, 0, 0, {}}},
         // MU_PHASE carries G(MU_PHASE,CR,FE:NB:NB:CR,FE;0)
         DatabaseCase{"CrFeNb", "CrFeNb_Jacob2016.tdb", 600, 1300, {},
                      {"BCC_A2", "FCC_A1", "LIQUID", "LAVES_C14", "LAVES_C15", "MU_PHASE", "SIGMA"},
-                     Least(7, 2, 4, 2, 1, 1)},
+                     Coverage{7, 2, 4, 2, 1, 1, 0, {}}},
         // the liquid, FCC_A1 and the partitioned FCC_L12 are not evaluable (parameters
         // the reader cannot take, order-disorder model); the compounds are
         DatabaseCase{"AlNiPt", "alnipt.tdb", 500, 1100, {}, {"AL3NI2", "BCC_B2", "ALPT", "AL3NI1", "PT2AL"},
-                     Least(11, 0, 2, 2, 0, 0)},
+                     Coverage{11, 0, 2, 2, 0, 0, 0, {}}},
         // HCP_A3 carries G(HCP_A3,AL,TI:N,VA;1), a reciprocal term with a
         // difference factor in each sublattice
         DatabaseCase{"COST507", "COST507.tdb", 600, 1250,
                      {"FCC_A1", "BCC_A2", "LIQUID", "HCP_A3", "LAVES_C14", "SIGMA", "AL13FE4", "ALMG_GAMMA", "TAU",
                       "CUZN_GAMMA", "ALTI", "ALCUZN_T"},
-                     {}, Least(12, 3, 6, 4, 3, 3, 1)}),
+                     {}, Coverage{12, 3, 6, 4, 3, 3, 1, {}}}),
     [](const ::testing::TestParamInfo<DatabaseCase>& info) { return std::string(info.param.name); });
-
-TEST(PublishedDatabases, MuPhaseHoldsTheReciprocalParameter)
-{
-    // the reciprocal coverage of CrFeNb above rests on this parameter being read
-    kit::Loaded l = ReadShared("CrFeNb_Jacob2016.tdb");
-    ASSERT_TRUE(l.ok);
-    auto& mu = l.phase("MU_PHASE");
-    TThermFkt* rec = kit::FindParameter(*mu.functions, "G(MU_PHASE,CR,FE:NB:NB:CR,FE;0)");
-    ASSERT_NE(rec, nullptr);
-    EXPECT_GE(rec->m_pFktData->m_nInteractPos[1], 0);
-    EXPECT_TRUE(PhaseEvaluator(*l.db, l.db->findPhase("MU_PHASE")).evaluable());
-}
 
 // ---------------------------------------------------------------------------
 // Pure elements against the published functions
@@ -611,56 +427,7 @@ TEST(PureElements, TinInCost507FollowsTheSgteUnary)
 }
 
 // ---------------------------------------------------------------------------
-// Ideal mixing and the Curie temperature
-
-TEST(IdealMixing, TwoConstituentsWithoutParametersMixIdeally)
-{
-    kit::Loaded l = ReadText(R"(
-ELEMENT A BLANK 0 0 0 !
-ELEMENT B BLANK 0 0 0 !
-TYPE_DEFINITION % SEQ * !
-PHASE P % 1 1 !
-CONSTITUENT P :A,B: !
-PARAMETER G(P,A;0) 1 0; 6000 N !
-PARAMETER G(P,B;0) 1 0; 6000 N !
-)",
-                             "ideal.tdb");
-    ASSERT_TRUE(l.ok);
-    ASSERT_EQ(l.report.errorCount(), 0) << l.diagnostics();
-    const int p = l.db->findPhase("P");
-    ASSERT_GE(p, 0);
-    PhaseEvaluator ev(*l.db, p);
-    ASSERT_EQ(ev.variableCount(), 2);
-    const int a = ev.findVariable(0, "A"), b = ev.findVariable(0, "B");
-    ASSERT_GE(a, 0);
-    ASSERT_GE(b, 0);
-    int checked = 0;
-    for (double T : {300.0, 1000.0, 2500.0}) {
-        ev.setTemperature(T, P0);
-        for (double x : {0.001, 0.1, 0.25, 0.5, 0.8, 0.999}) {
-            double y[2];
-            y[a] = x;
-            y[b] = 1 - x;
-            PhaseProperties out;
-            ASSERT_TRUE(ev.evaluate(y, 2, out)) << ev.why();
-            const double mix = x * std::log(x) + (1 - x) * std::log(1 - x);
-            const double G = R * T * mix;
-            EXPECT_NEAR(out.G, G, 1e-12 * std::fabs(G)) << "x = " << x << ", T = " << T;
-            EXPECT_NEAR(out.GM, G, 1e-12 * std::fabs(G));
-            EXPECT_NEAR(out.SM, -R * mix, 1e-12 * std::fabs(R * mix));
-            EXPECT_NEAR(out.HM, 0.0, 1e-10 * std::fabs(G));
-            EXPECT_NEAR(out.CPM, 0.0, 1e-12);
-            // every fraction is its own variable: d/dy_A = R*T*(ln y_A + 1), d2/dy_A2 = R*T/y_A
-            EXPECT_NEAR(out.dG_dy[a], R * T * (std::log(x) + 1), 1e-12 * R * T * (std::fabs(std::log(x)) + 1));
-            EXPECT_NEAR(out.dG_dy[b], R * T * (std::log(1 - x) + 1), 1e-12 * R * T * (std::fabs(std::log(1 - x)) + 1));
-            EXPECT_NEAR(out.hessian[a * 3 + a], R * T / x, 1e-12 * R * T / x);
-            EXPECT_NEAR(out.hessian[a * 3 + b], 0.0, 1e-9);
-            EXPECT_NEAR(out.hessian[a * 3 + 2], R * (std::log(x) + 1), 1e-12 * R * (std::fabs(std::log(x)) + 1));
-            ++checked;
-        }
-    }
-    EXPECT_EQ(checked, 18);
-}
+// The Curie temperature
 
 TEST(MagneticTransition, IronInBccIsContinuousAtItsCurieTemperatureAndItsHeatCapacityJumps)
 {

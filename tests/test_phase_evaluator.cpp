@@ -9,12 +9,15 @@
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
+#include <map>
+#include <memory>
 #include <new>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "models/PhaseEvaluator.h"
+#include "support/Differences.h"
 #include "support/EvaluatorTestKit.h"
 #include "support/HillertJarl.h"
 
@@ -218,15 +221,6 @@ double D5(F f, double h)
     return (-f(2 * h) + 8 * f(h) - 8 * f(-h) + f(-2 * h)) / (12 * h);
 }
 
-// Property at x = (y..., T) after a fresh temperature step.
-double At(PhaseEvaluator& ev, const std::vector<double>& x, double PhaseProperties::*what = &PhaseProperties::G)
-{
-    ev.setTemperature(x.back(), P0);
-    PhaseProperties p;
-    EXPECT_TRUE(ev.evaluate(x.data(), 0, p));
-    return p.*what;
-}
-
 struct Case
 {
     const char* name;
@@ -246,48 +240,14 @@ TEST_P(EvaluatorCases, ValuesAndDerivativesAgreeWithTheModel)
     const Case c = GetParam();
     ThermDatabase db;
     Build(db);
-    PhaseEvaluator ev(db, db.findPhase(c.phase));
-    const int n = ev.variableCount();
-    ASSERT_EQ(n, static_cast<int>(c.y.size()));
+    const int ph = db.findPhase(c.phase);
+    PhaseEvaluator ev(db, ph);
+    ASSERT_EQ(ev.variableCount(), static_cast<int>(c.y.size()));
     ev.setTemperature(c.T, P0);
     PhaseProperties out;
     ASSERT_TRUE(ev.evaluate(c.y.data(), 2, out)) << ev.why();
     EXPECT_NEAR(out.G, Reference(c.phase, c.y, c.T), 1e-9 * (1 + std::fabs(out.G)));
-
-    std::vector<double> x0 = c.y;
-    x0.push_back(c.T);
-    auto step = [&](int i) { return i < n ? 2.5e-4 : 0.05; };
-    auto G = [&](int i, double di, int j, double dj) {
-        std::vector<double> x = x0;
-        x[i] += di;
-        x[j] += dj;
-        return At(ev, x);
-    };
-    const int dim = n + 1;
-    for (int i = 0; i < dim; ++i) {
-        const double fd = D5([&](double d) { return G(i, d, i, 0); }, step(i));
-        const double an = i < n ? out.dG_dy[i] : out.dG_dT;
-        EXPECT_NEAR(an, fd, 1e-6 * (1 + std::fabs(fd))) << "dG/dx" << i;
-        for (int j = i; j < dim; ++j) {
-            const double fd2 =
-                D5([&](double di) { return D5([&](double dj) { return G(i, di, j, dj); }, step(j)); }, step(i));
-            EXPECT_NEAR(out.hessian[i * dim + j], fd2, 1e-6 * (1 + std::fabs(fd2))) << "d2G at " << i << "," << j;
-            EXPECT_EQ(out.hessian[i * dim + j], out.hessian[j * dim + i]);
-        }
-    }
-    EXPECT_EQ(out.d2G_dT2, out.hessian[n * dim + n]);
-
-    // molar quantities from their definitions, by differences in T of GM
-    auto GM = [&](double d) {
-        std::vector<double> x = x0;
-        x[n] += d;
-        return At(ev, x, &PhaseProperties::GM);
-    };
-    const double hT = 0.05;
-    EXPECT_NEAR(out.SM, -D5(GM, hT), 1e-7 * (1 + std::fabs(out.SM)));
-    EXPECT_NEAR(out.CPM, -c.T * D5([&](double d) { return D5([&](double e) { return GM(d + e); }, hT); }, hT),
-                1e-6 * (1 + std::fabs(out.CPM)));
-    EXPECT_NEAR(out.HM, out.GM + c.T * out.SM, 1e-9 * (1 + std::fabs(out.HM)));
+    fd::CheckAgainstDifferences(db, ph, c.T, c.y, c.name, P0, R);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -557,85 +517,55 @@ void BuildRanges(ThermDatabase& db)
     ASSERT_TRUE(b.bind());
 }
 
-// G of a phase at y = 1 (no mixing), or false with the reason in why.
-bool GAt(PhaseEvaluator& ev, double T, double& G, std::string& why)
+// One temperature of a phase of BuildRanges at y = 1: G when it evaluates,
+// else the reason given.
+struct RangeCase
 {
-    ev.setTemperature(T, P0);
-    PhaseProperties out;
-    const double y[] = {1.0};
-    const bool ok = ev.evaluate(y, 2, out);
-    G = out.G;
-    why = ev.why();
-    return ok;
-}
+    const char* phase;
+    double T;
+    double G;         // expected G when evaluable
+    const char* why;  // expected reason of the refusal; empty when evaluable
+};
 
-TEST(PhaseEvaluator, TemperatureOutsideASymbolsRangeIsRefused)
+TEST(PhaseEvaluator, TemperaturesOutsideTheRangesOfFunctionsInUseAreRefused)
 {
+    const RangeCase cases[] = {
+        // a symbol read by the parameter; the upper limit belongs to the range, and a refusal passes
+        {"SYM", 500, 100 - 2 * 500.0 + (-2000 + 5 * 500.0), ""},
+        {"SYM", 1500, 0, "T = 1500 K is outside the temperature ranges of function GLIM (300 to 1000 K)"},
+        {"SYM", 250, 0, "T = 250 K is outside the temperature ranges of function GLIM (300 to 1000 K)"},
+        {"SYM", 500, 100 - 2 * 500.0 + (-2000 + 5 * 500.0), ""},
+        {"SYM", 1000, 100 - 2 * 1000.0 + (-2000 + 5 * 1000.0), ""},
+        // a symbol reached through another symbol
+        {"DEEP", 600, 100 + 2 * (-2000 + 5 * 600.0), ""},
+        {"DEEP", 1200, 0, "T = 1200 K is outside the temperature ranges of function GLIM (300 to 1000 K)"},
+        // the parameter's own pieces, joined where they meet, and a gap between two pieces
+        {"OWN", 700, 10, ""},
+        {"OWN", 1500, 0, "T = 1500 K is outside the temperature ranges of parameter G(OWN,A;0) (300 to 1000 K)"},
+        {"GAP", 750, 0,
+         "T = 750 K is outside the temperature ranges of parameter G(GAP,A;0) (300 to 700 K, 800 to 1000 K)"},
+        {"GAP", 850, 20, ""},
+        // a Curie temperature counts like any other parameter of the model
+        {"MAGR", 600, -50 + R * 600 * std::log(2.0) * hj::g(600 / 500.0, 0.28), ""},
+        {"MAGR", 1500, 0, "T = 1500 K is outside the temperature ranges of parameter TC(MAGR,A;0) (300 to 1000 K)"},
+        // GHIGH does not cover 500 K and GLIM not 2000 K, but neither is read there
+        {"SPLIT", 500, -2000 + 5 * 500.0, ""},
+        {"SPLIT", 2000, 7000, ""},
+        {"SPLIT", 4000, 0, "T = 4000 K is outside the temperature ranges of parameter G(SPLIT,A;0) (1 to 3000 K)"},
+    };
     ThermDatabase db;
     BuildRanges(db);
-    PhaseEvaluator ev(db, db.findPhase("SYM"));
-    double G = 0;
-    std::string why;
-    ASSERT_TRUE(GAt(ev, 500, G, why)) << why;
-    EXPECT_NEAR(G, 100 - 2 * 500.0 + (-2000 + 5 * 500.0), 1e-9);
-    EXPECT_EQ(why, "");
-    EXPECT_FALSE(GAt(ev, 1500, G, why));
-    EXPECT_EQ(why, "T = 1500 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
-    EXPECT_FALSE(GAt(ev, 250, G, why));
-    EXPECT_EQ(why, "T = 250 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
-    ASSERT_TRUE(GAt(ev, 500, G, why)) << why;
-    EXPECT_NEAR(G, 100 - 2 * 500.0 + (-2000 + 5 * 500.0), 1e-9);
-    EXPECT_EQ(why, "");
-    ASSERT_TRUE(GAt(ev, 1000, G, why)) << why;  // the upper limit belongs to the range
-    EXPECT_NEAR(G, 100 - 2 * 1000.0 + (-2000 + 5 * 1000.0), 1e-9);
-}
-
-TEST(PhaseEvaluator, TemperatureOutsideAParametersRangeIsRefused)
-{
-    ThermDatabase db;
-    BuildRanges(db);
-    double G = 0;
-    std::string why;
-    // a symbol reached through another symbol
-    PhaseEvaluator deep(db, db.findPhase("DEEP"));
-    ASSERT_TRUE(GAt(deep, 600, G, why)) << why;
-    EXPECT_NEAR(G, 100 + 2 * (-2000 + 5 * 600.0), 1e-9);
-    EXPECT_FALSE(GAt(deep, 1200, G, why));
-    EXPECT_EQ(why, "T = 1200 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
-    // the parameter's own pieces, joined where they meet
-    PhaseEvaluator own(db, db.findPhase("OWN"));
-    ASSERT_TRUE(GAt(own, 700, G, why)) << why;
-    EXPECT_NEAR(G, 10, 1e-12);
-    EXPECT_FALSE(GAt(own, 1500, G, why));
-    EXPECT_EQ(why, "T = 1500 K is outside the temperature ranges of parameter G(OWN,A;0) (300 to 1000 K)");
-    // a gap between two pieces
-    PhaseEvaluator gap(db, db.findPhase("GAP"));
-    EXPECT_FALSE(GAt(gap, 750, G, why));
-    EXPECT_EQ(why, "T = 750 K is outside the temperature ranges of parameter G(GAP,A;0) (300 to 700 K, 800 to 1000 K)");
-    ASSERT_TRUE(GAt(gap, 850, G, why)) << why;
-    EXPECT_NEAR(G, 20, 1e-12);
-    // a Curie temperature counts like any other parameter of the model
-    PhaseEvaluator mag(db, db.findPhase("MAGR"));
-    ASSERT_TRUE(GAt(mag, 600, G, why)) << why;
-    EXPECT_NEAR(G, -50 + R * 600 * std::log(2.0) * hj::g(600 / 500.0, 0.28), 1e-9);
-    EXPECT_FALSE(GAt(mag, 1500, G, why));
-    EXPECT_EQ(why, "T = 1500 K is outside the temperature ranges of parameter TC(MAGR,A;0) (300 to 1000 K)");
-}
-
-TEST(PhaseEvaluator, OnlyTheSymbolsOfThePiecesInUseMustCoverT)
-{
-    ThermDatabase db;
-    BuildRanges(db);
-    PhaseEvaluator ev(db, db.findPhase("SPLIT"));
-    double G = 0;
-    std::string why;
-    // GHIGH does not cover 500 K and GLIM not 2000 K, but neither is read there
-    ASSERT_TRUE(GAt(ev, 500, G, why)) << why;
-    EXPECT_NEAR(G, -2000 + 5 * 500.0, 1e-9);
-    ASSERT_TRUE(GAt(ev, 2000, G, why)) << why;
-    EXPECT_NEAR(G, 7000, 1e-9);
-    EXPECT_FALSE(GAt(ev, 4000, G, why));
-    EXPECT_EQ(why, "T = 4000 K is outside the temperature ranges of parameter G(SPLIT,A;0) (1 to 3000 K)");
+    std::map<std::string, std::unique_ptr<PhaseEvaluator>> evaluators;  // one per phase, used in turn
+    for (const RangeCase& c : cases) {
+        std::unique_ptr<PhaseEvaluator>& ev = evaluators[c.phase];
+        if (!ev) ev = std::make_unique<PhaseEvaluator>(db, db.findPhase(c.phase));
+        ev->setTemperature(c.T, P0);
+        PhaseProperties out;
+        const double y[] = {1.0};
+        EXPECT_EQ(ev->evaluate(y, 2, out), *c.why == 0) << c.phase << " at " << c.T;
+        EXPECT_EQ(ev->why(), c.why) << c.phase << " at " << c.T;
+        EXPECT_NEAR(*c.why == 0 ? out.G : c.G, c.G, 1e-9) << c.phase << " at " << c.T;
+    }
 }
 
 TEST(PhaseEvaluator, RefusingATemperatureDoesNotAllocate)

@@ -1,0 +1,174 @@
+// Finite differences of a phase's G for the evaluation tests: every derivative
+// the evaluator gives (gradient, Hessian with T last, SM, CPM, HM) against
+// difference quotients of G at x = (y..., T), with tolerances that follow the
+// rounding of G.  Every site fraction is an independent variable, as in the
+// evaluator: a step in one fraction leaves the others alone.
+#ifndef TESTS_SUPPORT_DIFFERENCES_H
+#define TESTS_SUPPORT_DIFFERENCES_H
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "database/ThermDatabase.h"
+#include "models/PhaseEvaluator.h"
+
+namespace fd {
+
+// Five-point first derivative: weights over 12h at offsets -2h, -h, +h, +2h.
+const double kOffsets[4] = {-2.0, -1.0, 1.0, 2.0};
+const double kWeights[4] = {1.0, -8.0, 8.0, -1.0};
+// Sums of |weights| of the stencils, times h (first) or h_i*h_j (second
+// derivatives): how much of the rounding of G a difference quotient carries.
+const double kGain1 = 18.0 / 12.0;
+const double kGainDiagonal = 64.0 / 12.0;
+const double kGainCross = 4.0 / 3.0 + 1.0 / 12.0;
+
+// Steps.  The gradient takes small steps (1e-6 in y, 1e-3 K), where the
+// five-point truncation error is far below rounding.  Second differences
+// divide rounding by h^2, so the Hessian takes 1e-4 in y and 0.5 K: the
+// truncation error then stays below 1e-6 relative for fractions down to about
+// 4e-3, and the T stencil (+-1 K) stays clear of range limits and breakpoints
+// at the temperatures the tests choose.
+const double kHy1 = 1e-6, kHT1 = 1e-3;
+const double kHy2 = 1e-4, kHT2 = 0.5;
+
+// Rounding of one evaluation of G, as a multiple of its scale: the terms of G
+// are of the size of G or somewhat larger and cancel, so twenty ulps of the
+// scale are allowed.  A difference quotient of weights w over steps h then
+// carries up to kRounding * scale * sum|w| / prod(h).
+const double kRounding = 20.0 * DBL_EPSILON;
+
+// G (or another property) at x = (y..., T), running the temperature step only
+// when T changed since the last call: steps in y then cost one evaluation.
+class Probe
+{
+public:
+    explicit Probe(PhaseEvaluator& ev, double P) : ev_(ev), P_(P) {}
+    double operator()(const std::vector<double>& x, double PhaseProperties::*what = &PhaseProperties::G)
+    {
+        if (x.back() != lastT_) {
+            ev_.setTemperature(x.back(), P_);
+            lastT_ = x.back();
+        }
+        if (!ev_.evaluate(x.data(), 0, out_)) ADD_FAILURE() << "evaluate refused: " << ev_.why();
+        return out_.*what;
+    }
+
+private:
+    PhaseEvaluator& ev_;
+    double P_;
+    PhaseProperties out_;
+    double lastT_ = std::numeric_limits<double>::quiet_NaN();
+};
+
+// Five-point derivative of f along coordinate i of x, error O(h^4).
+template <class F>
+double D1(F& f, std::vector<double> x, int i, double h)
+{
+    const double x0 = x[i];
+    double s = 0;
+    for (int a = 0; a < 4; ++a) {
+        x[i] = x0 + kOffsets[a] * h;
+        s += kWeights[a] * f(x);
+    }
+    return s / (12.0 * h);
+}
+
+// Second derivative along i and j, error O(h^4), stencil within +-2h: for
+// i == j the five-point formula; otherwise the four-point cross difference
+// at steps h and 2h, extrapolated ((4 D(h) - D(2h)) / 3 cancels the h^2
+// term), which takes 8 evaluations instead of the 16 of a nested stencil.
+template <class F>
+double D2(F& f, std::vector<double> x, int i, double hi, int j, double hj)
+{
+    if (i == j) {
+        const double x0 = x[i];
+        const double w[4] = {-1.0, 16.0, 16.0, -1.0};
+        double s = -30.0 * f(x);
+        for (int a = 0; a < 4; ++a) {
+            x[i] = x0 + kOffsets[a] * hi;
+            s += w[a] * f(x);
+        }
+        return s / (12.0 * hi * hi);
+    }
+    const double xi = x[i], xj = x[j];
+    auto cross = [&](double k) {
+        double s = 0;
+        for (double a : {-1.0, 1.0})
+            for (double b : {-1.0, 1.0}) {
+                x[i] = xi + a * k * hi;
+                x[j] = xj + b * k * hj;
+                s += a * b * f(x);
+            }
+        return s / (4.0 * k * k * hi * hj);
+    };
+    return (4.0 * cross(1.0) - cross(2.0)) / 3.0;
+}
+
+// Every derivative of phase phaseIndex at (y, T) against differences of G,
+// and the molar quantities against their definitions.  R is the gas constant
+// of the ideal term, which sets the scale of G's rounding.
+inline void CheckAgainstDifferences(ThermDatabase& db, int phaseIndex, double T, const std::vector<double>& y,
+                                    const std::string& where, double P = 101325.0, double R = 8.3145)
+{
+    PhaseEvaluator ev(db, phaseIndex);
+    const int n = ev.variableCount(), dim = n + 1;
+    ev.setTemperature(T, P);
+    PhaseProperties out;
+    ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << where << ": " << ev.why();
+    ASSERT_TRUE(std::isfinite(out.G)) << where;
+    ASSERT_EQ(static_cast<int>(out.dG_dy.size()), n) << where;
+    ASSERT_EQ(static_cast<int>(out.hessian.size()), dim * dim) << where;
+
+    Probe G(ev, P);
+    std::vector<double> x0 = y;
+    x0.push_back(T);
+    // scale of the rounding in G: the value itself or the ideal term R*T*(sites), whichever is larger
+    const CVxPhase& phase = *db.phases[static_cast<size_t>(phaseIndex)].phase;
+    double sites = 0;
+    for (int s = 0; s < phase.m_nSublatticeCount; ++s) sites += phase.m_SiteRatios[static_cast<size_t>(s)];
+    const double scale = std::max(std::fabs(out.G), R * T * sites);
+    auto h1 = [&](int i) { return i < n ? kHy1 : kHT1; };
+    auto h2 = [&](int i) { return i < n ? kHy2 : kHT2; };
+    auto name = [&](int i) {
+        return i < n ? std::string("y(") + ev.variableName(i) + "#" + std::to_string(ev.variableSublattice(i)) + ")"
+                     : std::string("T");
+    };
+    for (int i = 0; i < dim; ++i) {
+        const double d1 = D1(G, x0, i, h1(i));
+        const double an = i < n ? out.dG_dy[static_cast<size_t>(i)] : out.dG_dT;
+        EXPECT_NEAR(an, d1, 1e-7 * std::fabs(d1) + kRounding * scale * kGain1 / h1(i)) << where << ": dG/d" << name(i);
+        for (int j = i; j < dim; ++j) {
+            const double d2 = D2(G, x0, i, h2(i), j, h2(j));
+            const double hij = out.hessian[static_cast<size_t>(i * dim + j)];
+            const double tol = 1e-6 * std::fabs(d2) + kRounding * scale * (i == j ? kGainDiagonal : kGainCross) / (h2(i) * h2(j));
+            EXPECT_NEAR(hij, d2, tol) << where << ": d2G/d" << name(i) << "d" << name(j);
+            EXPECT_NEAR(hij, out.hessian[static_cast<size_t>(j * dim + i)], 1e-12 * (1.0 + std::fabs(hij)))
+                << where << ": symmetry " << name(i) << name(j);
+        }
+    }
+    EXPECT_EQ(out.d2G_dT2, out.hessian[static_cast<size_t>(n * dim + n)]) << where;
+
+    // molar quantities by their definitions, from differences of GM in T
+    const double N = out.atoms;
+    ASSERT_GT(N, 0.0) << where;
+    EXPECT_NEAR(out.GM * N, out.G, 1e-12 * scale) << where;
+    const double gmScale = scale / N;
+    auto GM = [&](const std::vector<double>& x) { return G(x, &PhaseProperties::GM); };
+    const double sm = -D1(GM, x0, n, kHT1);
+    EXPECT_NEAR(out.SM, sm, 1e-7 * std::fabs(sm) + kRounding * gmScale * kGain1 / kHT1) << where << ": SM";
+    const double cp = -T * D2(GM, x0, n, kHT2, n, kHT2);
+    EXPECT_NEAR(out.CPM, cp, 1e-6 * std::fabs(cp) + T * kRounding * gmScale * kGainDiagonal / (kHT2 * kHT2))
+        << where << ": CPM";
+    EXPECT_NEAR(out.HM, out.GM + T * out.SM, 1e-12 * (gmScale + T * std::fabs(out.SM))) << where << ": HM";
+}
+
+}  // namespace fd
+
+#endif
