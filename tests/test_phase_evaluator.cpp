@@ -354,23 +354,6 @@ TEST(PhaseEvaluator, LowerOrdersGiveTheSameNumbers)
     EXPECT_TRUE(std::isnan(o1.CPM));
 }
 
-TEST(PhaseEvaluator, PhaseMarkedNotEvaluableIsRefused)
-{
-    ThermDatabase db;
-    Build(db);
-    const int ph = db.findPhase("LIQUID");
-    db.phases[ph].phase->m_bEvaluable = 0;
-    db.phases[ph].phase->m_NotEvaluableWhy = "parameter G(LIQUID,A;0) could not be read";
-    PhaseEvaluator ev(db, ph);
-    EXPECT_FALSE(ev.evaluable());
-    ev.setTemperature(1000, P0);
-    PhaseProperties out;
-    const double y[] = {0.5, 0.5};
-    EXPECT_FALSE(ev.evaluate(y, 0, out));
-    EXPECT_EQ(ev.why(), "parameter G(LIQUID,A;0) could not be read");
-    EXPECT_EQ(out.G, 0.0);  // untouched
-}
-
 // At a zero site fraction the ideal-mixing derivatives are those of the raised
 // fraction (see the header); the rest of G is a polynomial in the fractions
 // (and a smooth function of TC and beta) and is differenced across zero.
@@ -601,8 +584,11 @@ TEST(PhaseEvaluator, ReasonsOfRefusalTakeTheirTurn)
     EXPECT_EQ(ev.why(), "T = 1500 K is outside the temperature ranges of function GLIM (300 to 1000 K)");
     db.phases[ph].phase->m_bEvaluable = 0;
     db.phases[ph].phase->m_NotEvaluableWhy = "no reason";
+    out.G = 7.0;
+    EXPECT_FALSE(ev.evaluable());
     EXPECT_FALSE(ev.evaluate(y, 0, out));
     EXPECT_EQ(ev.why(), "no reason");  // the phase's own reason comes first
+    EXPECT_EQ(out.G, 7.0);             // and nothing is written
 }
 
 }  // namespace
