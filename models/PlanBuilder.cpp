@@ -1,0 +1,296 @@
+#include "PlanBuilder.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+#include <vector>
+
+#include "EvaluationPlan.h"
+#include "TemperatureStep.h"
+#include "database/ThermDatabase.h"
+#include "host/myCString.h"
+#include "thermfunctions/TMagnFkt.h"
+#include "thermfunctions/TThermFkt.h"
+
+namespace {
+
+constexpr int kTypeGibbs = 0;
+constexpr int kTypeCurie = 10;
+constexpr int kTypeMoment = 20;
+constexpr int kMaxEntries = 10;
+
+// Powers of (d1, d2) with which the kernel weights a reciprocal parameter of
+// order k (interactions in two sublattices).
+std::pair<int, int> ReciprocalPowers(int k)
+{
+    if (k == 1) return {1, 1};
+    if (k == 2) return {2, 2};
+    return {k, 0};  // higher orders: the first difference only
+}
+
+// Group identity: target, shape, the sorted variables of P, the direction variables.
+using GroupKey = std::tuple<int, int, std::vector<int>, std::vector<int>>;
+
+struct PendingGroup
+{
+    EvaluationPlan::Target target;
+    EvaluationPlan::Shape shape;
+    std::vector<int> vars;        // sorted variables of P
+    std::vector<int> directions;  // variables along which S varies (pairs for the differences)
+    // coefficients: series by power; bivariate by (i, j); Muggianu 0 = constant, 1..3 members
+    std::map<std::pair<int, int>, int> coefIndex;
+    std::vector<std::pair<int, int>> coefKeys;
+    struct Add
+    {
+        int coef, parameter;
+        double weight;
+    };
+    std::vector<Add> adds;
+
+    int coef(std::pair<int, int> key)
+    {
+        auto it = coefIndex.find(key);
+        if (it != coefIndex.end()) return it->second;
+        const int c = static_cast<int>(coefKeys.size());
+        coefIndex[key] = c;
+        coefKeys.push_back(key);
+        return c;
+    }
+};
+
+std::string Describe(TThermFkt& f)
+{
+    myCString text;
+    f.WriteOutFunktion(text, 1);
+    std::string s = text.c_str();
+    while (!s.empty() && (s.back() == '\n' || s.back() == ' ')) s.pop_back();
+    const size_t nl = s.find('\n');
+    return nl == std::string::npos ? s : s.substr(0, nl);
+}
+
+}  // namespace
+
+std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan& plan, TemperatureStep& step)
+{
+    plan = EvaluationPlan();
+    if (phaseIndex < 0 || phaseIndex >= static_cast<int>(db.phases.size())) return "not covered: no such phase";
+    ThermDatabase::PhaseRecord& rec = db.phases[static_cast<size_t>(phaseIndex)];
+    CVxPhase* phase = rec.phase.get();
+    TThermFktMgr* list = rec.functions.get();
+    if (phase == nullptr || list == nullptr) return "not covered: the phase has no parameter list";
+    const int n = phase->m_nVarCount;
+    if (n < 0 || phase->m_Y.m_nSize < n) return "not covered: the phase's variables are not set up";
+    plan.n_ = n;
+    plan.sites_.assign(static_cast<size_t>(n), 0.0);
+    for (size_t s = 0; s < phase->m_Constituents.size(); ++s)
+        for (size_t i = 0; i < phase->m_Constituents[s].size(); ++i) {
+            const int pos = phase->m_VarPos[s][i];
+            if (pos >= 0 && pos < n) plan.sites_[static_cast<size_t>(pos)] = phase->m_SiteRatios[s];
+        }
+
+    const bool magnetic = phase->m_dMagneticP > 0.0;
+    if (magnetic) {
+        TMagnFkt g;
+        g.Initialize(phase->m_dMagneticP, phase);
+        plan.magnetic_ = true;
+        plan.structureP_ = phase->m_dMagneticP;
+        std::copy(g.m_dBelowCoef, g.m_dBelowCoef + 4, plan.below_);
+        std::copy(g.m_dAboveCoef, g.m_dAboveCoef + 3, plan.above_);
+        plan.afm_ = phase->m_dAFMFactor != 0.0 ? phase->m_dAFMFactor : 1.0;
+    }
+
+    std::vector<TThermFkt*> roots;
+    std::map<GroupKey, size_t> index;
+    std::vector<PendingGroup> pending;
+    const bool shifted = rec.gibbs != nullptr && rec.gibbs->m_bShiftedOrders != 0;
+    for (int i = 0; i < list->m_FktArray.m_nSize; ++i) {
+        TThermFkt* f = list->m_FktArray.m_pData[i];
+        const TThermFktData& d = *f->m_pFktData;
+        if (d.m_bDoSet || d.m_bDisabled) continue;
+        EvaluationPlan::Target target;
+        if (d.m_nFktType == kTypeGibbs)
+            target = EvaluationPlan::kGibbs;
+        else if (magnetic && d.m_nFktType == kTypeCurie)
+            target = EvaluationPlan::kCurie;
+        else if (magnetic && d.m_nFktType == kTypeMoment)
+            target = EvaluationPlan::kMoment;
+        else
+            continue;
+        auto refuse = [&](const std::string& why) { return "not covered: parameter " + Describe(*f) + ": " + why; };
+        if (f->m_pPhase != phase) return refuse("not bound to the phase");
+        const int entries = d.m_nConstituents;
+        if (entries < 0 || entries > kMaxEntries) return refuse("more constituent entries than a record holds");
+        std::vector<int> var(static_cast<size_t>(entries), -1);
+        for (int e = 0; e < entries; ++e) {
+            const int a = d.m_nVarPos[e];
+            if (a < 0) {
+                if (f->m_pY[e] != &ConstantOneValue) return refuse("an entry without a variable that is not a wildcard");
+                continue;
+            }
+            if (a >= n || f->m_pY[e] != &phase->m_Y.m_pData[a]) return refuse("an entry not bound to its site fraction");
+            var[static_cast<size_t>(e)] = a;
+        }
+        std::vector<int> vars;
+        for (int v : var)
+            if (v >= 0) vars.push_back(v);
+        std::sort(vars.begin(), vars.end());
+        if (std::adjacent_find(vars.begin(), vars.end()) != vars.end()) return refuse("a site fraction twice in one product");
+        auto entryVar = [&](int e) { return e >= 0 && e < entries ? var[static_cast<size_t>(e)] : -1; };
+
+        const int k = d.m_nOrder, level = d.m_nInteractionLevel;
+        const int p = d.m_nInteractPos[0], q = d.m_nInteractPos[1];
+        EvaluationPlan::Shape shape = EvaluationPlan::kSeries;
+        std::vector<int> directions;
+        double sign = 1.0;
+        std::pair<int, int> power{0, 0};
+        int member = -1;
+        if (level <= 0 || (level >= 2 && d.m_bRegular)) {
+            if (k != 0) return refuse("an order other than 0 without a binary or ternary interaction");
+        } else if (level == 1) {
+            if (!d.m_bRegular) return refuse("a non-regular binary interaction");
+            if (shifted && k >= 8) return refuse("the shifted-order rule");
+            int a = entryVar(p), b = entryVar(p + 1);
+            if (a < 0 || b < 0) return refuse("an interacting wildcard");
+            power = q >= 0 && k != 0 ? ReciprocalPowers(k) : std::pair<int, int>{k, 0};
+            // the differences run from the lower to the higher variable
+            if (a > b) {
+                std::swap(a, b);
+                if (power.first % 2) sign = -sign;
+            }
+            directions = {a, b};
+            if (power.second != 0) {
+                int c = entryVar(q), dd = entryVar(q + 1);
+                if (c < 0 || dd < 0) return refuse("an interacting wildcard");
+                if (c > dd) {
+                    std::swap(c, dd);
+                    if (power.second % 2) sign = -sign;
+                }
+                shape = EvaluationPlan::kBivariate;
+                directions.push_back(c);
+                directions.push_back(dd);
+            }
+        } else if (level == 2 && !d.m_bRegular) {
+            if (k < 0 || k > 2) return refuse("a ternary member other than 0, 1 or 2");
+            const int a = entryVar(p), b = entryVar(p + 1), c = entryVar(p + 2);
+            if (a < 0 || b < 0 || c < 0) return refuse("an interacting wildcard");
+            shape = EvaluationPlan::kMuggianu;
+            directions = {a, b, c};
+            std::sort(directions.begin(), directions.end());
+            member = entryVar(p + k);
+        } else {
+            return refuse("an interaction shape the plan does not know");
+        }
+
+        GroupKey key{target, shape, vars, directions};
+        auto it = index.find(key);
+        if (it == index.end()) {
+            it = index.emplace(key, pending.size()).first;
+            PendingGroup g;
+            g.target = target;
+            g.shape = shape;
+            g.vars = vars;
+            g.directions = directions;
+            pending.push_back(std::move(g));
+        }
+        PendingGroup& g = pending[it->second];
+        const int parameter = static_cast<int>(roots.size());
+        roots.push_back(f);
+        if (shape == EvaluationPlan::kMuggianu) {
+            // w = (1 - yA - yB - yC)/3 + y_member
+            g.adds.push_back({g.coef({0, 0}), parameter, 1.0 / 3.0});
+            for (int l = 0; l < 3; ++l)
+                g.adds.push_back({g.coef({l + 1, 0}), parameter,
+                                  directions[static_cast<size_t>(l)] == member ? 2.0 / 3.0 : -1.0 / 3.0});
+        } else {
+            g.adds.push_back({g.coef(power), parameter, sign});
+        }
+    }
+
+    // Spaces: G over all variables; TC and BMAGN over the union of their variables.
+    std::vector<int> magVars;
+    for (const PendingGroup& g : pending)
+        if (g.target != EvaluationPlan::kGibbs) magVars.insert(magVars.end(), g.vars.begin(), g.vars.end());
+    std::sort(magVars.begin(), magVars.end());
+    magVars.erase(std::unique(magVars.begin(), magVars.end()), magVars.end());
+    plan.spaces_[0].n = n;
+    for (int t = 1; t <= 2; ++t) {
+        EvaluationPlan::Space& s = plan.spaces_[t];
+        s.n = static_cast<int>(magVars.size());
+        s.global = magVars;
+        s.grad.assign(static_cast<size_t>(s.n + 1), 0.0);
+        s.hess.assign(static_cast<size_t>(s.n + 1) * static_cast<size_t>(s.n + 2) / 2, 0.0);
+    }
+    plan.magScratch_.assign(4 * (magVars.size() + 1), 0.0);
+    plan.lnY_.assign(static_cast<size_t>(n), 0.0);
+
+    for (PendingGroup& pg : pending) {
+        EvaluationPlan::Group g{};
+        g.target = pg.target;
+        g.shape = pg.shape;
+        const int m = static_cast<int>(pg.vars.size());
+        g.factors = static_cast<uint8_t>(m);
+        g.factorBegin = static_cast<int>(plan.factorVar_.size());
+        const EvaluationPlan::Space& space = plan.spaces_[pg.target == EvaluationPlan::kGibbs ? 0 : 1];
+        auto local = [&](int v) {
+            if (pg.target == EvaluationPlan::kGibbs) return v;
+            return static_cast<int>(std::lower_bound(magVars.begin(), magVars.end(), v) - magVars.begin());
+        };
+        for (int v : pg.vars) {
+            plan.factorVar_.push_back(v);
+            plan.factorLocal_.push_back(local(v));
+        }
+        g.directions = static_cast<uint8_t>(pg.directions.size());
+        for (size_t l = 0; l < pg.directions.size(); ++l)
+            g.direction[l] = static_cast<int>(std::lower_bound(pg.vars.begin(), pg.vars.end(), pg.directions[l]) -
+                                              pg.vars.begin());
+        if (pg.shape == EvaluationPlan::kBivariate) {
+            const int8_t e1[4] = {1, -1, 0, 0}, e2[4] = {0, 0, 1, -1};
+            std::copy(e1, e1 + 4, g.e1);
+            std::copy(e2, e2 + 4, g.e2);
+        }
+        const int sdim = space.n + 1;
+        g.pairBegin = static_cast<int>(plan.pairOffset_.size());
+        for (int i = 0; i < m; ++i)
+            for (int j = i; j < m; ++j)
+                plan.pairOffset_.push_back(static_cast<uint32_t>(
+                    EvaluationPlan::packedIndex(local(pg.vars[static_cast<size_t>(i)]),
+                                                local(pg.vars[static_cast<size_t>(j)]), sdim)));
+        for (int i = 0; i < m; ++i)
+            plan.pairOffset_.push_back(static_cast<uint32_t>(
+                EvaluationPlan::packedIndex(local(pg.vars[static_cast<size_t>(i)]), space.n, sdim)));
+
+        // Coefficient layout: a series by power 0..degree, Muggianu constant
+        // then members, bivariate in the order met.
+        g.coefBegin = static_cast<int>(plan.coef_.size() / 3);
+        std::vector<int> slotOf(pg.coefKeys.size());
+        if (pg.shape == EvaluationPlan::kSeries) {
+            int degree = 0;
+            for (auto& key : pg.coefKeys) degree = std::max(degree, key.first);
+            g.degree = degree;
+            g.coefCount = degree + 1;
+            for (size_t c = 0; c < pg.coefKeys.size(); ++c) slotOf[c] = pg.coefKeys[c].first;
+        } else if (pg.shape == EvaluationPlan::kMuggianu) {
+            g.coefCount = 4;
+            for (size_t c = 0; c < pg.coefKeys.size(); ++c) slotOf[c] = pg.coefKeys[c].first;
+        } else {
+            g.coefCount = static_cast<int>(pg.coefKeys.size());
+            for (size_t c = 0; c < pg.coefKeys.size(); ++c) {
+                slotOf[c] = static_cast<int>(c);
+                plan.powers_.resize(2 * static_cast<size_t>(g.coefBegin + g.coefCount), 0);
+                plan.powers_[2 * static_cast<size_t>(g.coefBegin) + 2 * c] = static_cast<int8_t>(pg.coefKeys[c].first);
+                plan.powers_[2 * static_cast<size_t>(g.coefBegin) + 2 * c + 1] =
+                    static_cast<int8_t>(pg.coefKeys[c].second);
+            }
+        }
+        plan.coef_.resize(3 * static_cast<size_t>(g.coefBegin + g.coefCount), 0.0);
+        if (plan.powers_.size() < 2 * static_cast<size_t>(g.coefBegin + g.coefCount))
+            plan.powers_.resize(2 * static_cast<size_t>(g.coefBegin + g.coefCount), 0);
+        for (const PendingGroup::Add& a : pg.adds)
+            plan.contributions_.push_back({g.coefBegin + slotOf[static_cast<size_t>(a.coef)], a.parameter, a.weight});
+        plan.groups_.push_back(g);
+    }
+
+    const std::string stepWhy = step.build(roots, db.symbols(), db.dataMgr);
+    if (!stepWhy.empty()) return "not covered: " + stepWhy;
+    return std::string();
+}

@@ -1,0 +1,234 @@
+#include "PlanEvaluator.h"
+
+#include <cmath>
+#include <limits>
+
+#include "PlanBuilder.h"
+#include "database/ThermDatabase.h"
+
+namespace {
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+}  // namespace
+
+PlanEvaluator::PlanEvaluator(ThermDatabase& db, int phaseIndex, Engine engine)
+    : db_(db), phaseIndex_(phaseIndex), engine_(engine)
+{
+    build();
+}
+
+void PlanEvaluator::build()
+{
+    kernel_ = std::make_unique<PhaseEvaluator>(db_, phaseIndex_);
+    planned_ = false;
+    coverage_.clear();
+    temperatureSet_ = false;
+    n_ = kernel_->variableCount();
+    yPoint_.assign(static_cast<size_t>(n_), 0.0);
+    if (!kernel_->evaluable()) return;
+    ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
+    functionCount_ = rec.functions->m_FktArray.m_nSize;
+    if (engine_ == Engine::kKernel) return;
+    coverage_ = PlanBuilder::build(db_, phaseIndex_, plan_, step_);
+    planned_ = coverage_.empty();
+    if (planned_) plan_.prepare(point_);
+}
+
+// The plan belongs to the parameter list and variables it was built from.
+bool PlanEvaluator::stale() const
+{
+    if (!kernel_->evaluable()) return false;
+    const ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
+    return rec.functions->m_FktArray.m_nSize != functionCount_ || rec.phase->m_nVarCount != n_;
+}
+
+const std::string& PlanEvaluator::why() const
+{
+    if (!planned_) return kernel_->why();
+    if (!kernel_->evaluable()) return kernel_->why();
+    return why_.empty() ? rangeWhy_ : why_;
+}
+
+bool PlanEvaluator::stepTo(double T, double P)
+{
+    if (step_.run(T, P)) {
+        rangeWhy_.clear();
+        plan_.setTemperature(T, [this](int i) { return step_.root(i); });
+        return true;
+    }
+    // A function in use does not cover T: the kernel evaluator words the refusal.
+    kernel_->setTemperature(T, P);
+    rangeWhy_ = kernel_->why();
+    if (rangeWhy_.empty()) rangeWhy_ = "T = " + std::to_string(T) + " K is outside the temperature ranges of a function in use";
+    return false;
+}
+
+void PlanEvaluator::setTemperature(double T, double P)
+{
+    if (stale()) build();
+    T_ = T;
+    P_ = P;
+    if (!planned_) {
+        kernel_->setTemperature(T, P);
+        return;
+    }
+    temperatureSet_ = true;
+    why_.clear();
+    stepTo(T, P);
+}
+
+bool PlanEvaluator::check(const void* y, int order)
+{
+    if (!kernel_->evaluable()) return false;
+    if (order < 0 || order > 2) {
+        why_ = "derivative order must be 0, 1 or 2";
+        return false;
+    }
+    if (y == nullptr && n_ > 0) {
+        why_ = "no site fractions given";
+        return false;
+    }
+    if (!temperatureSet_) {
+        why_ = "setTemperature has not been called";
+        return false;
+    }
+    if (stale()) {
+        why_ = "the phase's parameter list changed after the evaluator was built";
+        return false;
+    }
+    why_.clear();
+    return rangeWhy_.empty();
+}
+
+bool PlanEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
+{
+    if (!planned_) return kernel_->evaluate(y, order, out);
+    if (!check(y, order)) return false;
+    plan_.evaluate(y, 1, order, point_);
+
+    // The kernel evaluator's molar quantities, from the same numbers.
+    const int n = n_, dim = n + 1;
+    const ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
+    double atoms = 0.0;
+    for (size_t s = 0; s < rec.phase->m_Constituents.size(); ++s)
+        for (size_t i = 0; i < rec.phase->m_Constituents[s].size(); ++i) {
+            const int pos = rec.phase->m_VarPos[s][i];
+            const int c = rec.phase->m_Constituents[s][i];
+            if (pos < 0 || pos >= n || rec.gibbs == nullptr || c < 0 || c >= rec.gibbs->GetElementCount()) continue;
+            atoms += rec.phase->m_SiteRatios[s] * y[pos] * rec.gibbs->m_ElementArray.ElementAt(c).m_dAtoms;
+        }
+    out.T = T_;
+    out.P = P_;
+    out.G = point_.G;
+    out.atoms = atoms;
+    out.GM = out.G / atoms;
+    if (out.dG_dy.size() != static_cast<size_t>(n)) out.dG_dy.resize(static_cast<size_t>(n));
+    if (out.hessian.size() != static_cast<size_t>(dim * dim)) out.hessian.resize(static_cast<size_t>(dim * dim));
+    if (order < 1) {
+        out.dG_dT = out.SM = out.HM = out.d2G_dT2 = out.CPM = kNaN;
+        for (double& x : out.dG_dy) x = kNaN;
+        for (double& x : out.hessian) x = kNaN;
+        return true;
+    }
+    for (int v = 0; v < n; ++v) out.dG_dy[static_cast<size_t>(v)] = point_.grad[static_cast<size_t>(v)];
+    out.dG_dT = point_.grad[static_cast<size_t>(n)];
+    out.SM = -out.dG_dT / atoms;
+    out.HM = out.GM + T_ * out.SM;
+    if (order < 2) {
+        out.d2G_dT2 = out.CPM = kNaN;
+        for (double& x : out.hessian) x = kNaN;
+        return true;
+    }
+    for (int r = 0; r < dim; ++r)
+        for (int c = r; c < dim; ++c) {
+            const double h = point_.hess[EvaluationPlan::packedIndex(r, c, dim)];
+            out.hessian[static_cast<size_t>(r * dim + c)] = h;
+            out.hessian[static_cast<size_t>(c * dim + r)] = h;
+        }
+    out.d2G_dT2 = point_.hess[EvaluationPlan::packedIndex(n, n, dim)];
+    out.CPM = -T_ * out.d2G_dT2 / atoms;
+    return true;
+}
+
+void PlanEvaluator::scatter(const EvaluationPlan::Point& pt, int order, size_t count, size_t p, double* G,
+                            double* grad, double* hess) const
+{
+    G[p] = pt.G;
+    if (order >= 1)
+        for (size_t r = 0; r < pt.grad.size(); ++r) grad[r * count + p] = pt.grad[r];
+    if (order >= 2)
+        for (size_t k = 0; k < pt.hess.size(); ++k) hess[k * count + p] = pt.hess[k];
+}
+
+void PlanEvaluator::scatterKernel(int order, size_t count, size_t p, double* G, double* grad, double* hess) const
+{
+    const PhaseProperties& k = kernelPoint_;
+    const int n = n_, dim = n + 1;
+    G[p] = k.G;
+    if (order >= 1) {
+        for (int v = 0; v < n; ++v) grad[static_cast<size_t>(v) * count + p] = k.dG_dy[static_cast<size_t>(v)];
+        grad[static_cast<size_t>(n) * count + p] = k.dG_dT;
+    }
+    if (order >= 2)
+        for (int r = 0; r < dim; ++r)
+            for (int c = r; c < dim; ++c)
+                hess[EvaluationPlan::packedIndex(r, c, dim) * count + p] = k.hessian[static_cast<size_t>(r * dim + c)];
+}
+
+bool PlanEvaluator::evaluateBatch(const double* y, size_t count, int order, double* G, double* grad, double* hess)
+{
+    if (G == nullptr || (order >= 1 && grad == nullptr) || (order >= 2 && hess == nullptr)) {
+        why_ = "no result arrays given";
+        return false;
+    }
+    if (!planned_) {
+        for (size_t p = 0; p < count; ++p) {
+            for (int v = 0; v < n_; ++v) yPoint_[static_cast<size_t>(v)] = y[static_cast<size_t>(v) * count + p];
+            if (!kernel_->evaluate(yPoint_.data(), order, kernelPoint_)) return false;
+            scatterKernel(order, count, p, G, grad, hess);
+        }
+        return true;
+    }
+    if (!check(y, order)) return false;
+    for (size_t p = 0; p < count; ++p) {
+        plan_.evaluate(y + p, count, order, point_);
+        scatter(point_, order, count, p, G, grad, hess);
+    }
+    return true;
+}
+
+bool PlanEvaluator::evaluateBatch(const double* T, double P, const double* y, size_t count, int order, double* G,
+                                  double* grad, double* hess)
+{
+    if (T == nullptr && count > 0) {
+        why_ = "no temperatures given";
+        return false;
+    }
+    if (G == nullptr || (order >= 1 && grad == nullptr) || (order >= 2 && hess == nullptr)) {
+        why_ = "no result arrays given";
+        return false;
+    }
+    if (!planned_) {
+        for (size_t p = 0; p < count; ++p) {
+            kernel_->setTemperature(T[p], P);
+            for (int v = 0; v < n_; ++v) yPoint_[static_cast<size_t>(v)] = y[static_cast<size_t>(v) * count + p];
+            if (!kernel_->evaluate(yPoint_.data(), order, kernelPoint_)) return false;
+            scatterKernel(order, count, p, G, grad, hess);
+        }
+        return true;
+    }
+    if (stale()) {
+        why_ = "the phase's parameter list changed after the evaluator was built";
+        return false;
+    }
+    temperatureSet_ = true;
+    P_ = P;
+    for (size_t p = 0; p < count; ++p) {
+        T_ = T[p];
+        why_.clear();
+        stepTo(T_, P);
+        if (!check(y, order)) return false;
+        plan_.evaluate(y + p, count, order, point_);
+        scatter(point_, order, count, p, G, grad, hess);
+    }
+    return true;
+}

@@ -1,0 +1,335 @@
+#include "TemperatureStep.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+
+#include "host/CVxDataMgr.h"
+#include "thermfunctions/TThermFkt.h"
+#include "thermfunctions/TThermFktMgr.h"
+#include "thermfunctions/TThermTPolynom.h"
+
+namespace {
+
+// The symbol indices a piece reads, as the kernel's piece evaluation reads them.
+template <class Visit>
+void ForEachReference(const TThermTPolynom& p, Visit visit)
+{
+    for (int j = 0; j < p.m_nSymbolTerms; ++j) visit(p.m_anSymbolIndex[j]);
+    if (p.m_bRTLnTerm && p.m_nRTLnSymbol >= 0) visit(p.m_nRTLnSymbol);
+    if (p.m_bLnTerm) {
+        if (p.m_nLnArgSymbol >= 0) visit(p.m_nLnArgSymbol);
+        if (p.m_nLnFactorSymbol >= 0) visit(p.m_nLnFactorSymbol);
+    }
+    if (p.m_bExpTerm) {
+        if (p.m_nExpArgSymbol >= 0) visit(p.m_nExpArgSymbol);
+        if (p.m_nExpFactorSymbol >= 0) visit(p.m_nExpFactorSymbol);
+    }
+    if (p.m_bPressureTerms) {
+        if (p.m_bPTerm && p.m_nPSymbol >= 0) visit(p.m_nPSymbol);
+        if (p.m_bTPTerm && p.m_nTPSymbol >= 0) visit(p.m_nTPSymbol);
+        if (p.m_bT2PTerm && p.m_nT2PSymbol >= 0) visit(p.m_nT2PSymbol);
+    }
+}
+
+TThermTPolynom* PieceOf(TThermFkt& f, int i, CVxDataMgr& dm)
+{
+    const int index = f.m_PolyIndex.m_pData[i];
+    if (index < 0 || index >= dm.m_PolynomArray.m_nSize) return nullptr;
+    return dm.m_PolynomArray.m_pData[index];
+}
+
+}  // namespace
+
+std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermFktMgr& symbols, CVxDataMgr& dataMgr)
+{
+    *this = TemperatureStep();
+    symbols_ = &symbols;
+    dataMgr_ = &dataMgr;
+    const int nSymbols = symbols.m_FktArray.m_nSize;
+    symbolSlot_.assign(static_cast<size_t>(nSymbols), -1);
+
+    // Dependency order by depth-first search: a symbol is listed after every
+    // symbol its pieces read.  -2 marks one on the current path (a cycle).
+    std::vector<int> order;
+    std::function<bool(TThermFkt&)> visit = [&](TThermFkt& f) -> bool {
+        for (int i = 0; i < f.m_PolyIndex.m_nSize; ++i) {
+            TThermTPolynom* p = PieceOf(f, i, dataMgr);
+            if (p == nullptr) {
+                buildError_ = "a piece index outside the polynomial list";
+                return false;
+            }
+            bool ok = true;
+            ForEachReference(*p, [&](int s) {
+                if (!ok) return;
+                if (s < 0 || s >= nSymbols || symbols.m_FktArray.m_pData[s] == nullptr) {
+                    buildError_ = "a reference to symbol number " + std::to_string(s) + " outside the symbol list";
+                    ok = false;
+                    return;
+                }
+                int& slot = symbolSlot_[static_cast<size_t>(s)];
+                if (slot == -2) {
+                    buildError_ = "a cycle of symbol references through symbol number " + std::to_string(s);
+                    ok = false;
+                    return;
+                }
+                if (slot >= 0) return;
+                slot = -2;
+                if (!visit(*symbols.m_FktArray.m_pData[s])) {
+                    ok = false;
+                    return;
+                }
+                symbolSlot_[static_cast<size_t>(s)] = static_cast<int>(order.size());
+                order.push_back(s);
+            });
+            if (!ok) return false;
+        }
+        return true;
+    };
+    for (TThermFkt* f : roots)
+        if (!visit(*f)) return buildError_;
+    symbolCount_ = static_cast<int>(order.size());
+
+    auto addFunction = [&](TThermFkt& f) {
+        Function fn;
+        fn.disabled = f.m_pFktData != nullptr && f.m_pFktData->m_bDisabled != 0;
+        fn.pieceBegin = static_cast<int>(pieces_.size());
+        double searched = -std::numeric_limits<double>::infinity();
+        for (int i = 0; i < f.m_PolyIndex.m_nSize; ++i) {
+            const TThermTPolynom& p = *PieceOf(f, i, dataMgr);
+            Piece q{};
+            q.lowerExclusive = searched;
+            q.tLow = p.m_dTLow;
+            q.tHigh = p.m_dTHigh;
+            // the kernel's search passes a piece when T > its upper limit
+            searched = std::max(searched, p.m_dTHigh);
+            q.A = p.m_dA;
+            q.B = p.m_dB;
+            q.C = p.m_dC;
+            q.powerBegin = static_cast<int>(powers_.size());
+            q.powerCount = p.m_nPowerTerms;
+            for (int k = 0; k < p.m_nPowerTerms; ++k) {
+                const int e = p.m_anPowerExp[k];
+                powers_.push_back({p.m_adPowerCoef[k], e});
+                lowExponent_ = std::min(lowExponent_, e - 3);
+                highExponent_ = std::max(highExponent_, e);
+            }
+            q.refBegin = static_cast<int>(refs_.size());
+            q.refCount = p.m_nSymbolTerms;
+            for (int j = 0; j < p.m_nSymbolTerms; ++j)
+                refs_.push_back({p.m_adSymbolFactor[j], symbolSlot_[static_cast<size_t>(p.m_anSymbolIndex[j])]});
+            q.special = -1;
+            const bool pressure = p.m_bPressureTerms && (p.m_bPTerm || p.m_bTPTerm || p.m_bT2PTerm);
+            if (p.m_bRTLnTerm || p.m_bLnTerm || p.m_bExpTerm || pressure) {
+                Special s;
+                auto slot = [&](int sym) { return sym >= 0 ? symbolSlot_[static_cast<size_t>(sym)] : -1; };
+                s.rtln = p.m_bRTLnTerm != 0;
+                s.rtlnFactor = p.m_dRTLnFactor;
+                s.rtlnSlot = slot(p.m_nRTLnSymbol);
+                s.ln = p.m_bLnTerm != 0;
+                s.lnFactor = p.m_dLnFactor;
+                s.lnFactorSlot = slot(p.m_nLnFactorSymbol);
+                s.lnArg = p.m_dLnArg;
+                s.lnArgSlot = slot(p.m_nLnArgSymbol);
+                s.exp = p.m_bExpTerm != 0;
+                s.expFactor = p.m_dExpFactor;
+                s.expFactorSlot = slot(p.m_nExpFactorSymbol);
+                s.expArg = p.m_dExpArg;
+                s.expArgSlot = slot(p.m_nExpArgSymbol);
+                s.p = p.m_bPressureTerms && p.m_bPTerm;
+                s.pCoef = p.m_dPCoef;
+                s.pSlot = slot(p.m_nPSymbol);
+                s.tp = p.m_bPressureTerms && p.m_bTPTerm;
+                s.tpCoef = p.m_dTPCoef;
+                s.tpSlot = slot(p.m_nTPSymbol);
+                s.t2p = p.m_bPressureTerms && p.m_bT2PTerm;
+                s.t2pCoef = p.m_dT2PCoef;
+                s.t2pSlot = slot(p.m_nT2PSymbol);
+                q.special = static_cast<int>(specials_.size());
+                specials_.push_back(s);
+            }
+            pieces_.push_back(q);
+        }
+        fn.pieceCount = static_cast<int>(pieces_.size()) - fn.pieceBegin;
+        functions_.push_back(fn);
+    };
+    for (int s : order) addFunction(*symbols.m_FktArray.m_pData[s]);
+    for (TThermFkt* f : roots) {
+        rootSlot_.push_back(static_cast<int>(functions_.size()));
+        addFunction(*f);
+    }
+    values_.assign(4 * functions_.size(), 0.0);
+    powerTable_.assign(static_cast<size_t>(highExponent_ - lowExponent_ + 1), 0.0);
+    seen_.assign(functions_.size(), 0);
+    stack_.reserve(functions_.size());
+    symbolSlot_.clear();
+    symbolSlot_.shrink_to_fit();
+    return std::string();
+}
+
+size_t TemperatureStep::bytes() const
+{
+    return functions_.capacity() * sizeof(Function) + rootSlot_.capacity() * sizeof(int) +
+           pieces_.capacity() * sizeof(Piece) + specials_.capacity() * sizeof(Special) +
+           powers_.capacity() * sizeof(Power) + refs_.capacity() * sizeof(Ref) +
+           values_.capacity() * sizeof(double) + powerTable_.capacity() * sizeof(double) + seen_.capacity() +
+           stack_.capacity() * sizeof(int);
+}
+
+void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
+{
+    Function& fn = functions_[slot];
+    double* out = &values_[4 * slot];
+    out[0] = out[1] = out[2] = out[3] = 0.0;
+    fn.outside = false;
+    if (fn.disabled) return;
+    if (fn.pieceCount == 0) {
+        fn.current = -1;
+        return;
+    }
+    // The kernel's search takes the first piece whose upper limit is not
+    // below T, and refuses it when T is below its lower limit; the interval
+    // of the remembered piece is exactly where that search would end on it.
+    auto picks = [T](const Piece& q) { return T > q.lowerExclusive && T <= q.tHigh && T >= q.tLow; };
+    const Piece* pieces = &pieces_[static_cast<size_t>(fn.pieceBegin)];
+    if (fn.current < 0 || !picks(pieces[fn.current])) {
+        fn.current = -1;
+        for (int i = 0; i < fn.pieceCount; ++i) {
+            if (!(T > pieces[i].tHigh)) {
+                if (picks(pieces[i])) fn.current = i;
+                break;
+            }
+        }
+        if (fn.current < 0) {
+            fn.outside = true;
+            return;
+        }
+    }
+    const Piece& q = pieces[fn.current];
+    const double* tp = powerTable_.data() - lowExponent_;  // tp[e] = T^e
+    const double lnT = lnT_;
+    double v = (T * q.B + q.A) + q.C * (lnT * T);
+    double d1 = q.B + q.C * (lnT + 1.0);
+    double d2 = q.C / T;
+    double d3 = -q.C / (T * T);
+    for (int k = 0; k < q.powerCount; ++k) {
+        const Power& pw = powers_[static_cast<size_t>(q.powerBegin + k)];
+        const int e = pw.exponent;
+        v += pw.coef * tp[e];
+        d1 += (static_cast<double>(e) * pw.coef) * tp[e - 1];
+        d2 += (static_cast<double>(e * (e - 1)) * pw.coef) * tp[e - 2];
+        if (derivatives > 2) d3 += (static_cast<double>(e * (e - 1) * (e - 2)) * pw.coef) * tp[e - 3];
+    }
+    for (int j = 0; j < q.refCount; ++j) {
+        const Ref& r = refs_[static_cast<size_t>(q.refBegin + j)];
+        const double* F = &values_[4 * static_cast<size_t>(r.slot)];
+        v += F[0] * r.factor;
+        d1 += F[1] * r.factor;
+        d2 += F[2] * r.factor;
+        d3 += F[3] * r.factor;
+    }
+    if (q.special >= 0) {
+        const Special& s = specials_[static_cast<size_t>(q.special)];
+        auto val = [this](int slot) { return values_[4 * static_cast<size_t>(slot)]; };
+        if (s.rtln) {
+            double x = s.rtlnFactor;
+            if (s.rtlnSlot >= 0) x *= val(s.rtlnSlot);
+            v += (T * VX_POLY_GAS_CONSTANT) * std::log(x);
+        }
+        if (s.ln) {
+            double g = s.lnArg;
+            if (s.lnArgSlot >= 0) g *= val(s.lnArgSlot);
+            double f = s.lnFactor * std::log(g);
+            if (s.lnFactorSlot >= 0) f *= val(s.lnFactorSlot);
+            v += f;
+        }
+        if (s.exp) {
+            double g = s.expArg;
+            if (s.expArgSlot >= 0) g *= val(s.expArgSlot);
+            double f = s.expFactor * std::exp(g);
+            if (s.expFactorSlot >= 0) f *= val(s.expFactorSlot);
+            v += f;
+        }
+        if (s.p) {
+            double t = P * s.pCoef;
+            if (s.pSlot >= 0) t *= val(s.pSlot);
+            v += t;
+        }
+        if (s.tp) {
+            double t = (P * s.tpCoef) * T;
+            if (s.tpSlot >= 0) t *= val(s.tpSlot);
+            v += t;
+        }
+        if (s.t2p) {
+            double t = ((P * s.t2pCoef) * T) * T;
+            if (s.t2pSlot >= 0) t *= val(s.t2pSlot);
+            v += t;
+        }
+    }
+    out[0] = v;
+    out[1] = d1;
+    out[2] = d2;
+    out[3] = derivatives > 2 ? d3 : 0.0;
+}
+
+bool TemperatureStep::run(double T, double P, int derivatives)
+{
+    // Powers by multiplication from T^0 both ways.
+    double* tp = powerTable_.data() - lowExponent_;
+    tp[0] = 1.0;
+    for (int e = 1; e <= highExponent_; ++e) tp[e] = tp[e - 1] * T;
+    const double inv = 1.0 / T;
+    for (int e = -1; e >= lowExponent_; --e) tp[e] = tp[e + 1] * inv;
+    lnT_ = std::log(T);
+    bool anyOutside = false;
+    for (size_t s = 0; s < functions_.size(); ++s) {
+        evaluate(s, T, P, derivatives);
+        anyOutside |= functions_[s].outside;
+    }
+    return !anyOutside || !inUseOutside();
+}
+
+// Whether a flagged function is read at T: a root itself, or a symbol
+// reached from a root through the pieces in use.
+bool TemperatureStep::inUseOutside()
+{
+    std::fill(seen_.begin(), seen_.end(), 0);
+    for (int r : rootSlot_) {
+        const Function& root = functions_[static_cast<size_t>(r)];
+        if (root.disabled) continue;
+        stack_.clear();
+        stack_.push_back(r);
+        seen_[static_cast<size_t>(r)] = 1;
+        while (!stack_.empty()) {
+            const Function& fn = functions_[static_cast<size_t>(stack_.back())];
+            stack_.pop_back();
+            if (fn.disabled) continue;
+            if (fn.outside) return true;
+            if (fn.current < 0) continue;
+            const Piece& q = pieces_[static_cast<size_t>(fn.pieceBegin + fn.current)];
+            auto push = [&](int slot) {
+                if (slot < 0 || seen_[static_cast<size_t>(slot)]) return;
+                seen_[static_cast<size_t>(slot)] = 1;
+                stack_.push_back(slot);
+            };
+            for (int j = 0; j < q.refCount; ++j) push(refs_[static_cast<size_t>(q.refBegin + j)].slot);
+            if (q.special >= 0) {
+                const Special& s = specials_[static_cast<size_t>(q.special)];
+                if (s.rtln) push(s.rtlnSlot);
+                if (s.ln) {
+                    push(s.lnArgSlot);
+                    push(s.lnFactorSlot);
+                }
+                if (s.exp) {
+                    push(s.expArgSlot);
+                    push(s.expFactorSlot);
+                }
+                if (s.p) push(s.pSlot);
+                if (s.tp) push(s.tpSlot);
+                if (s.t2p) push(s.t2pSlot);
+            }
+        }
+    }
+    return false;
+}
