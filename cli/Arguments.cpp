@@ -21,6 +21,7 @@ const char* commandName(Command c)
     case Command::List: return "list";
     case Command::Function: return "function";
     case Command::Eval: return "eval";
+    case Command::Bench: return "bench";
     case Command::Help: break;
     }
     return "help";
@@ -35,7 +36,10 @@ bool optionApplies(Command c, const std::string& option)
     case Command::Phases: return false;
     case Command::List: return option == "--phase";
     case Command::Function: return option == "--T" || option == "--P" || option == "--json" || option == "--csv";
-    case Command::Eval: return true;
+    case Command::Eval: return option != "--points" && option != "--order" && option != "--vary-T";
+    case Command::Bench:
+        return option == "--phase" || option == "--T" || option == "--P" || option == "--json" || option == "--engine" ||
+               option == "--points" || option == "--order" || option == "--vary-T";
     case Command::Help: break;
     }
     return false;
@@ -92,14 +96,15 @@ Options parseArguments(const std::vector<std::string>& args)
     for (const std::string& a : args)
         if (a == "--help" || a == "-h") return opts;
     if (!args.empty() && args[0] == "help") return opts;
-    if (args.empty()) throw CliError(kExitUsage, "expected a command: phases, list, function or eval");
+    if (args.empty()) throw CliError(kExitUsage, "expected a command: phases, list, function, eval or bench");
 
     const std::string& name = args[0];
     if (name == "phases") opts.command = Command::Phases;
     else if (name == "list") opts.command = Command::List;
     else if (name == "function") opts.command = Command::Function;
     else if (name == "eval") opts.command = Command::Eval;
-    else throw CliError(kExitUsage, "unknown command '" + name + "'; expected phases, list, function or eval");
+    else if (name == "bench") opts.command = Command::Bench;
+    else throw CliError(kExitUsage, "unknown command '" + name + "'; expected phases, list, function, eval or bench");
     const std::string cmd = commandName(opts.command);
 
     std::vector<std::string> positional;
@@ -118,7 +123,8 @@ Options parseArguments(const std::vector<std::string>& args)
             option = option.substr(0, eq);
             hasInlineValue = true;
         }
-        static const std::set<std::string> withValue = {"--phase", "--T", "--y", "--P", "--cache"};
+        static const std::set<std::string> withValue = {"--phase", "--T",      "--y",     "--P",
+                                                        "--cache", "--engine", "--points", "--order", "--vary-T"};
         static const std::set<std::string> flags = {"--json", "--csv", "--hessian"};
         if (!withValue.count(option) && !flags.count(option))
             throw CliError(kExitUsage, "unknown option " + option + " (see thermfn --help)");
@@ -157,6 +163,27 @@ Options parseArguments(const std::vector<std::string>& args)
         } else if (option == "--cache") {
             if (value.empty()) throw CliError(kExitUsage, "--cache expects a file name");
             opts.cachePath = value;
+        } else if (option == "--engine") {
+            if (value == "plan") opts.engine = Engine::Plan;
+            else if (value == "kernel") opts.engine = Engine::Kernel;
+            else throw CliError(kExitUsage, "--engine: expected plan or kernel, got '" + value + "'");
+        } else if (option == "--points") {
+            const double n = parseNumber(value, "--points");
+            if (!(n >= 1.0 && n <= 1e9 && n == std::floor(n)))
+                throw CliError(kExitUsage, "--points: expected a whole number from 1 to 1e9, got '" + value + "'");
+            opts.benchPoints = static_cast<size_t>(n);
+        } else if (option == "--order") {
+            if (value != "0" && value != "1" && value != "2")
+                throw CliError(kExitUsage, "--order: expected 0, 1 or 2, got '" + value + "'");
+            opts.benchOrder = value[0] - '0';
+        } else if (option == "--vary-T") {
+            std::vector<std::string> f = split(value, ':');
+            if (f.size() != 2) throw CliError(kExitUsage, "--vary-T '" + value + "': expected lo:hi in K");
+            opts.varyLow = parseNumber(f[0], "--vary-T: lo");
+            opts.varyHigh = parseNumber(f[1], "--vary-T: hi");
+            if (!(opts.varyLow > 0.0 && opts.varyLow <= opts.varyHigh))
+                throw CliError(kExitUsage, "--vary-T '" + value + "': expected 0 < lo <= hi");
+            opts.varyT = true;
         }
     }
     if (json && csv) throw CliError(kExitUsage, "--json and --csv exclude each other; expected one of them");
@@ -177,6 +204,12 @@ Options parseArguments(const std::vector<std::string>& args)
 
     if (opts.command == Command::Function || opts.command == Command::Eval) {
         if (opts.temperatures.empty()) throw CliError(kExitUsage, cmd + " expects at least one --T");
+    }
+    if (opts.command == Command::Bench) {
+        if (opts.phase.empty()) throw CliError(kExitUsage, "bench expects --phase NAME");
+        if (opts.varyT && !opts.temperatures.empty())
+            throw CliError(kExitUsage, "--T and --vary-T exclude each other; expected one of them");
+        if (opts.temperatures.size() > 1) throw CliError(kExitUsage, "bench expects one --T");
     }
     if (opts.command == Command::Eval) {
         if (opts.phase.empty()) throw CliError(kExitUsage, "eval expects --phase NAME");
@@ -201,6 +234,10 @@ Commands:
   eval DB --phase NAME --T ... --y ...
                                  Gibbs energy and derivatives of a phase on a grid of
                                  temperatures x compositions
+  bench DB --phase NAME [--points N] [--order 0|1|2] [--T t | --vary-T lo:hi]
+                                 evaluates N seeded random compositions (one T,
+                                 default 1000 K, or a T per point) and prints
+                                 points per second and ns per point
 
 Options:
   --T T | start:stop:step        temperature(s) in K, stop included; repeatable
@@ -213,6 +250,8 @@ Options:
                                  in the site fractions and T
   --cache FILE                   load the parsed database from FILE when it is a
                                  current cache of DB, otherwise parse DB and write FILE
+  --engine plan|kernel           eval, bench: the compiled plan (default) or the
+                                 kernel path, for comparison
   -h, --help                     this text
 
 Results go to standard output; messages and errors to standard error.

@@ -13,7 +13,8 @@
 
 namespace thermfn {
 
-enum class Command { Help, Phases, List, Function, Eval };
+enum class Command { Help, Phases, List, Function, Eval, Bench };
+enum class Engine { Plan, Kernel };
 enum class Format { Table, Json, Csv };
 
 struct Options
@@ -28,6 +29,11 @@ struct Options
     Format format = Format::Table;
     bool hessian = false;                    //!< --hessian
     std::string cachePath;                   //!< --cache
+    Engine engine = Engine::Plan;            //!< --engine: the compiled plan, or the kernel path for comparison
+    size_t benchPoints = 100000;             //!< bench --points
+    int benchOrder = 2;                      //!< bench --order
+    bool varyT = false;                      //!< bench --vary-T: a temperature per point
+    double varyLow = 0.0, varyHigh = 0.0;    //!< its range [K]
 };
 
 // Parses the arguments after the program name.  Throws CliError (exit code 2)

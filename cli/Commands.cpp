@@ -44,6 +44,7 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
             refused = streamGrid(*db, opts, layout, *writer, out, err);
             break;
         }
+        case Command::Bench: runBench(*db, opts, out, err); break;
         case Command::Help: break;
         }
         out.flush();

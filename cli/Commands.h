@@ -41,6 +41,9 @@ class EvalWriter;
 // early when out fails.  Returns the number of refused points.
 size_t streamGrid(ThermDatabase& db, const Options& opts, const EvalResults& layout, EvalWriter& writer,
                   std::ostream& out, std::ostream& err);
+// Times opts.benchPoints seeded random interior compositions of opts.phase and
+// writes points per second (text or --json); notes go to err.
+void runBench(ThermDatabase& db, const Options& opts, std::ostream& out, std::ostream& err);
 
 }  // namespace thermfn
 

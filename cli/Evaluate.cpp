@@ -5,6 +5,7 @@
 #include "cli/Progress.h"
 #include "cli/Text.h"
 #include "database/ThermDatabase.h"
+#include "models/PlanEvaluator.h"
 
 namespace thermfn {
 
@@ -33,7 +34,11 @@ EvalResults prepareGrid(ThermDatabase& db, const Options& opts)
 size_t streamGrid(ThermDatabase& db, const Options& opts, const EvalResults& layout, EvalWriter& writer,
                   std::ostream& out, std::ostream& err)
 {
-    PhaseEvaluator evaluator(db, db.findPhase(layout.phase));
+    PlanEvaluator evaluator(db, db.findPhase(layout.phase),
+                            opts.engine == Engine::Kernel ? PlanEvaluator::Engine::kKernel : PlanEvaluator::Engine::kPlan);
+    if (!evaluator.coverage().empty())
+        err << "thermfn: note: phase " << layout.phase << ": " << evaluator.coverage()
+            << "; evaluated by the kernel path\n";
     // Points go out in the order of the output (a block per composition), each
     // with its own temperature step, so that nothing of the grid is kept: the
     // memory is that of one point whatever the grid's size.
