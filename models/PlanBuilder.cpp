@@ -19,13 +19,14 @@ constexpr int kTypeCurie = 10;
 constexpr int kTypeMoment = 20;
 constexpr int kMaxEntries = 10;
 
-// Powers of (d1, d2) with which the kernel weights a reciprocal parameter of
-// order k (interactions in two sublattices).
+// Powers of (d1, d2) with which the evaluator weights a reciprocal parameter
+// of order k (interactions in two sublattices): the field's weights for
+// orders 1 and 2, the kernel's power of the first difference above.
 std::pair<int, int> ReciprocalPowers(int k)
 {
-    if (k == 1) return {1, 1};
-    if (k == 2) return {2, 2};
-    return {k, 0};  // higher orders: the first difference only
+    if (k == 1) return {1, 0};
+    if (k == 2) return {0, 1};
+    return {k, 0};
 }
 
 // Group identity: target, shape, the sorted variables of P, the direction variables.
@@ -102,7 +103,8 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
     std::vector<TThermFkt*> roots;
     std::map<GroupKey, size_t> index;
     std::vector<PendingGroup> pending;
-    const bool shifted = rec.gibbs != nullptr && rec.gibbs->m_bShiftedOrders != 0;
+    // the shifted-order rule is the phase's Gibbs model's, as the kernel reads it
+    const bool shifted = phase->m_pGibbsModel != nullptr && phase->m_pGibbsModel->m_bShiftedOrders != 0;
     for (int i = 0; i < list->m_FktArray.m_nSize; ++i) {
         TThermFkt* f = list->m_FktArray.m_pData[i];
         const TThermFktData& d = *f->m_pFktData;
