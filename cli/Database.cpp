@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "cli/CliError.h"
+#include "database/ContentDigest.h"
 #include "database/DatabaseArchive.h"
 #include "database/ThermDatabase.h"
 #include "tdb/TdbReader.h"
@@ -29,10 +30,26 @@ std::unique_ptr<ThermDatabase> freshDatabase()
     return db;
 }
 
-// The cache at cachePath when it belongs to tdbPath and is current; null
-// (with a note on err) when it must be made again.
-std::unique_ptr<ThermDatabase> loadCurrentCache(const std::string& tdbPath, const std::string& cachePath,
-                                                std::ostream& err)
+// The bytes of the file at path; false when it cannot be read as a file.
+bool readBytes(const std::string& path, std::string& bytes)
+{
+    std::error_code ec;
+    if (!fs::is_regular_file(path, ec)) return false;
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    if (!in) return false;
+    std::streamoff size = in.tellg();
+    if (size < 0) return false;
+    bytes.resize(static_cast<size_t>(size));
+    in.seekg(0);
+    return static_cast<bool>(in.read(&bytes[0], size));
+}
+
+// The cache at cachePath when it was made from tdbPath as it is now: the same
+// file name and the same bytes (modification times say nothing: a copy or an
+// unpacked archive can carry an older time than an edit it holds).  Null, with
+// a note on err, when it must be made again.
+std::unique_ptr<ThermDatabase> loadCurrentCache(const std::string& tdbPath, const std::string& tdbBytes,
+                                                const std::string& cachePath, std::ostream& err)
 {
     auto db = freshDatabase();
     std::string error;
@@ -41,19 +58,13 @@ std::unique_ptr<ThermDatabase> loadCurrentCache(const std::string& tdbPath, cons
             << " again\n";
         return nullptr;
     }
-    std::error_code ec;
-    if (!fs::exists(tdbPath, ec)) return db;  // nothing to compare with: the cache is all there is
-    // A cache records the absolute path of the file it was made from, so that
-    // a cache named for one database is never taken for another.
     if (db->sourceName != canonicalPath(tdbPath)) {
         err << "thermfn: cache " << cachePath << " was made from " << db->sourceName << ", not " << tdbPath
             << "; reading " << tdbPath << " again\n";
         return nullptr;
     }
-    auto tdbTime = fs::last_write_time(tdbPath, ec);
-    auto cacheTime = fs::last_write_time(cachePath, ec);
-    if (!ec && tdbTime > cacheTime) {
-        err << "thermfn: " << tdbPath << " changed after cache " << cachePath << " was written; reading it again\n";
+    if (db->sourceDigest != contentDigest(tdbBytes)) {
+        err << "thermfn: " << tdbPath << " changed since cache " << cachePath << " was written; reading it again\n";
         return nullptr;
     }
     return db;
@@ -76,13 +87,15 @@ std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const st
     if (fs::is_directory(tdbPath, ec))
         throw CliError(kExitUsage, "no database found at " + tdbPath + ": it is a directory; expected a TDB file");
     if (writeCache && fs::exists(cachePath, ec)) {
-        if (isCacheFile(cachePath)) {
-            if (auto db = loadCurrentCache(tdbPath, cachePath, err)) return db;
-        } else {
+        std::string tdbBytes;
+        if (!isCacheFile(cachePath)) {
             err << "thermfn: " << cachePath
                 << " is not a database cache; it is left untouched and no cache is written\n";
             writeCache = false;
+        } else if (readBytes(tdbPath, tdbBytes)) {
+            if (auto db = loadCurrentCache(tdbPath, tdbBytes, cachePath, err)) return db;
         }
+        // without a readable database no cache stands in for it: reading it below says why
     }
 
     auto db = freshDatabase();

@@ -17,8 +17,9 @@ namespace thermfn {
 bool isCacheFile(const std::string& path);
 
 // Parses tdbPath, or with a cachePath loads the cache when it is a valid
-// cache of that same file not older than it, and otherwise parses and writes
-// the cache.  Kernel messages are echoed to standard error as they arrive;
+// cache of that same file with the same content, and otherwise parses and
+// writes the cache.  A cache never stands in for a database that cannot be
+// read.  Kernel messages are echoed to standard error as they arrive;
 // the reader's diagnostics and the tool's own notes go to err.  Throws
 // CliError (exit code 2) when there is no usable database.
 std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const std::string& cachePath,

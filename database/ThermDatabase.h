@@ -32,6 +32,7 @@ public:
     double defaultTLow = 298.15;       //!< lower temperature limit of the database [K]
     double defaultTHigh = 6000.0;      //!< upper temperature limit of the database [K]
     std::string sourceName;            //!< file the database was read from
+    std::string sourceDigest;          //!< contentDigest() of the bytes it was read from ("" when built otherwise)
 
     ThermDatabase() = default;
     ThermDatabase(const ThermDatabase&) = delete;

@@ -5,8 +5,12 @@
 int CVxGibbs::GetElementIndex(const char* pszName) const
 {
     if (pszName == nullptr) return -1;
-    for (int i = 0; i < m_ElementArray.m_nSize; ++i)
-        if (my_stricmp(m_ElementArray.m_pData[i].m_szElementName, pszName) == 0) return i;
+    // the first letters first: binding a large database asks this thousands of times
+    const int first = UpperAscii(static_cast<unsigned char>(pszName[0]));
+    for (int i = 0; i < m_ElementArray.m_nSize; ++i) {
+        const char* name = m_ElementArray.m_pData[i].m_szElementName;
+        if (UpperAscii(static_cast<unsigned char>(name[0])) == first && my_stricmp(name, pszName) == 0) return i;
+    }
     return -1;
 }
 

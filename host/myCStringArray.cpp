@@ -1,5 +1,7 @@
 #include "myCStringArray.h"
 
+#include <utility>
+
 #include "foundation/mfc_templates.h"
 
 myCStringArray::~myCStringArray() { delete[] m_pData; }
@@ -11,7 +13,12 @@ void myCStringArray::Grow(int nNewSize)
         int nNewMax = m_nMaxSize < 8 ? 8 : m_nMaxSize * 2;
         if (nNewMax < nNewSize) nNewMax = nNewSize;
         myCString* pNew = new myCString[nNewMax];
-        for (int i = 0; i < m_nSize; ++i) pNew[i] = m_pData[i];
+        // hand the texts over instead of copying them: a table of many names grows cheaply
+        for (int i = 0; i < m_nSize; ++i) {
+            std::swap(pNew[i].m_pszBuffer, m_pData[i].m_pszBuffer);
+            std::swap(pNew[i].m_nLength, m_pData[i].m_nLength);
+            std::swap(pNew[i].m_nCapacity, m_pData[i].m_nCapacity);
+        }
         delete[] m_pData;
         m_pData = pNew;
         m_nMaxSize = nNewMax;

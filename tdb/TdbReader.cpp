@@ -18,6 +18,7 @@
 #include "TdbExpression.h"
 #include "TdbKeywords.h"
 #include "TdbSource.h"
+#include "database/ContentDigest.h"
 #include "database/ThermDatabase.h"
 #include "host/my_stricmp.h"
 #include "thermfunctions/VxThermFunctions.h"
@@ -274,6 +275,9 @@ private:
     void applyTypeDefinitions();
     void propagateSymbolProblems();
     void orderSymbols();
+    // The order in which to read FUNCTION commands: each after the ones its
+    // text names (where that has an order), otherwise in file order.
+    std::vector<size_t> readingOrder(const std::vector<const std::pair<const Command*, size_t>*>& definitions);
     void bind();
     void reportDuplicates(TThermFktMgr& list);
     std::unordered_map<const TThermFktData*, size_t> parameterAt_;  //!< where each parameter's command starts
@@ -611,6 +615,69 @@ void Builder::orderSymbols()
     symbolRefs_.swap(refs);
     symbolProblem_.swap(problems);
     symbolOffset_.swap(offsets);
+}
+
+std::vector<size_t> Builder::readingOrder(const std::vector<const std::pair<const Command*, size_t>*>& definitions)
+{
+    const size_t n = definitions.size();
+    std::unordered_map<int, size_t> definitionOf;  // symbol-list position -> entry of definitions
+    std::vector<std::vector<size_t>> names(n);    // per entry: the entries its text names
+    for (size_t k = 0; k < n; ++k) {
+        size_t nameEnd = 0;
+        auto it = symbols_.find(functionName(*definitions[k]->first, definitions[k]->second, nameEnd));
+        if (it != symbols_.end()) definitionOf[it->second] = k;
+    }
+    std::string name;
+    for (size_t k = 0; k < n; ++k) {
+        const Command& c = *definitions[k]->first;
+        size_t i = 0;
+        functionName(c, definitions[k]->second, i);
+        while (i < c.end) {
+            unsigned char ch = static_cast<unsigned char>(text_[i]);
+            if (std::isdigit(ch) || ch == '.') {
+                // a number, with the letters of its exponent ("1E5", "2.5D-3"), names nothing
+                while (i < c.end && (std::isalnum(static_cast<unsigned char>(text_[i])) || text_[i] == '.')) ++i;
+                continue;
+            }
+            if (!std::isalpha(ch) && ch != '_') {
+                ++i;
+                continue;
+            }
+            name.clear();
+            for (; i < c.end && (std::isalnum(static_cast<unsigned char>(text_[i])) || text_[i] == '_'); ++i)
+                name += static_cast<char>(std::toupper(static_cast<unsigned char>(text_[i])));
+            if (name == "T" || name == "LN" || name == "EXP" || name == "P") continue;
+            auto sym = symbols_.find(name);
+            if (sym == symbols_.end()) continue;
+            auto def = definitionOf.find(sym->second);
+            if (def != definitionOf.end() && def->second != k) names[k].push_back(def->second);
+        }
+    }
+    // depth-first, each entry after the entries it names; a cycle is cut anywhere
+    std::vector<size_t> order;
+    order.reserve(n);
+    std::vector<char> state(n, 0);  // 0 unvisited, 1 on the path, 2 placed
+    std::vector<std::pair<size_t, size_t>> stack;
+    for (size_t root = 0; root < n; ++root) {
+        if (state[root]) continue;
+        stack.emplace_back(root, 0);
+        state[root] = 1;
+        while (!stack.empty()) {
+            auto& [k, next] = stack.back();
+            if (next < names[k].size()) {
+                size_t r = names[k][next++];
+                if (state[r] == 0) {
+                    state[r] = 1;
+                    stack.emplace_back(r, 0);
+                }
+            } else {
+                order.push_back(k);
+                state[k] = 2;
+                stack.pop_back();
+            }
+        }
+    }
+    return order;
 }
 
 // A function is unusable when it could not be read or refers to one that is.
@@ -1269,16 +1336,26 @@ void Builder::run()
         auto it = lastDefinition.find(name);
         if (it != lastDefinition.end() && it->second == &entry) pending.emplace_back(&entry, Problem());
     }
+    // Each function is read after those its text names, so that one needing
+    // another as a number finds it known to be constant: a single pass takes
+    // a chain of such functions in whatever order the file defines them.  A
+    // second pass, for functions in a cycle or that failed otherwise, runs
+    // only while the passes find new constants.
+    std::vector<const std::pair<const Command*, size_t>*> definitions;
+    for (auto& p : pending) definitions.push_back(p.first);
+    std::vector<size_t> order = readingOrder(definitions);
+    {
+        decltype(pending) ordered;
+        ordered.reserve(pending.size());
+        for (size_t k : order) ordered.push_back(std::move(pending[k]));
+        pending.swap(ordered);
+    }
     for (bool progress = true; progress && !pending.empty();) {
-        progress = false;
         size_t constantsBefore = constants_.size();
-        for (size_t k = 0; k < pending.size();) {
-            if (functionBody(*pending[k].first->first, pending[k].first->second, pending[k].second)) {
-                pending.erase(pending.begin() + static_cast<long>(k));
-            } else {
-                ++k;
-            }
-        }
+        decltype(pending) failed;
+        for (auto& p : pending)
+            if (!functionBody(*p.first->first, p.first->second, p.second)) failed.push_back(std::move(p));
+        pending.swap(failed);
         progress = constants_.size() != constantsBefore;
     }
     for (auto& [entry, problem] : pending) {
@@ -1314,6 +1391,7 @@ void Builder::run()
 bool readTdbText(const std::string& text, const std::string& fileName, ThermDatabase& db, ReadReport& report)
 {
     db.sourceName = fileName;
+    db.sourceDigest = contentDigest(text);
     if (!TdbSource::looksLikeText(text)) {
         Diagnostic d;
         d.file = fileName;

@@ -39,14 +39,18 @@ TThermFkt* TThermFktMgr::AddFunction(TThermFkt* pFkt)
 
 int TThermFktMgr::Clear(unsigned int bRemovePolynoms)
 {
-    while (m_FktArray.m_nSize > 0) {
-        TThermFkt* pFkt = m_FktArray.ElementAt(0);
+    // From the front.  A taken entry becomes null, which the removal notices
+    // that a function's Clear(1) sends skip, instead of being removed at once:
+    // closing the gap for every function made emptying a long list quadratic.
+    for (int i = 0; i < m_FktArray.m_nSize; ++i) {
+        TThermFkt* pFkt = m_FktArray.m_pData[i];
+        m_FktArray.m_pData[i] = nullptr;
         if (pFkt != nullptr) {
             pFkt->Clear(bRemovePolynoms);
             delete pFkt;
         }
-        m_FktArray.RemoveAt(0, 1);
     }
+    m_FktArray.RemoveAt(0, m_FktArray.m_nSize);
     return 0;
 }
 
