@@ -4,6 +4,7 @@
 #include <QDataStream>
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -273,7 +274,7 @@ struct Section
 
 }  // namespace
 
-bool saveDatabaseArchive(const ThermDatabase& cdb, const std::string& path, std::string& error)
+std::string databaseArchiveBytes(const ThermDatabase& cdb)
 {
     ThermDatabase& db = const_cast<ThermDatabase&>(cdb);  // Serialize is not const; storing changes nothing
     const QByteArray payload = Payload(db);
@@ -285,19 +286,19 @@ bool saveDatabaseArchive(const ThermDatabase& cdb, const std::string& path, std:
         out << static_cast<qint32>(kDatabaseArchiveVersion) << static_cast<qint64>(payload.size())
             << static_cast<quint64>(payloadChecksum(payload.constData(), static_cast<size_t>(payload.size())));
     }
-    return replaceFileContent(path,
-                              {{header.constData(), static_cast<size_t>(header.size())},
-                               {payload.constData(), static_cast<size_t>(payload.size())}},
-                              error);
+    std::string bytes(header.constData(), static_cast<size_t>(header.size()));
+    bytes.append(payload.constData(), static_cast<size_t>(payload.size()));
+    return bytes;
+}
+
+bool saveDatabaseArchive(const ThermDatabase& db, const std::string& path, std::string& error)
+{
+    const std::string bytes = databaseArchiveBytes(db);
+    return replaceFileContent(path, {{bytes.data(), bytes.size()}}, error);
 }
 
 bool loadDatabaseArchive(ThermDatabase& db, const std::string& path, std::string& error)
 {
-    CVxDataMgr& dm = db.dataMgr;
-    if (!db.phases.empty() || dm.m_FktDataArray.m_nSize != 0 || dm.m_ElementArray.m_nSize != 0) {
-        error = path + ": a cache file loads only into an empty database";
-        return false;
-    }
     QFile file(QString::fromStdString(path));
     if (!file.open(QIODevice::ReadOnly)) {
         error = path + ": cannot be opened";
@@ -308,9 +309,17 @@ bool loadDatabaseArchive(ThermDatabase& db, const std::string& path, std::string
         error = path + ": could not be read (" + file.errorString().toStdString() + ")";
         return false;
     }
-    const char* const data = bytes.constData();
-    const size_t size = static_cast<size_t>(bytes.size());
+    return loadDatabaseArchiveBytes(db, bytes.constData(), static_cast<size_t>(bytes.size()), path, error);
+}
 
+bool loadDatabaseArchiveBytes(ThermDatabase& db, const char* data, size_t size, const std::string& path,
+                              std::string& error)
+{
+    CVxDataMgr& dm = db.dataMgr;
+    if (!db.phases.empty() || dm.m_FktDataArray.m_nSize != 0 || dm.m_ElementArray.m_nSize != 0) {
+        error = path + ": a cache file loads only into an empty database";
+        return false;
+    }
     ByteReader header(data, data + std::min(size, kHeaderBytes));
     char magic[4];
     header.raw(magic, 4);

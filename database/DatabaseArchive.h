@@ -31,6 +31,7 @@
 #ifndef DATABASE_DATABASEARCHIVE_H
 #define DATABASE_DATABASEARCHIVE_H
 
+#include <cstddef>
 #include <string>
 
 class ThermDatabase;
@@ -40,5 +41,11 @@ constexpr int kDatabaseArchiveVersion = 2;
 
 bool saveDatabaseArchive(const ThermDatabase& db, const std::string& path, std::string& error);
 bool loadDatabaseArchive(ThermDatabase& db, const std::string& path, std::string& error);
+
+//! The bytes saveDatabaseArchive writes.
+std::string databaseArchiveBytes(const ThermDatabase& db);
+//! loadDatabaseArchive on bytes in memory; name stands for the file in messages.
+bool loadDatabaseArchiveBytes(ThermDatabase& db, const char* data, size_t size, const std::string& name,
+                              std::string& error);
 
 #endif

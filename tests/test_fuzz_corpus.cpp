@@ -1,0 +1,89 @@
+// Every stored fuzz input replayed through its target (the same code the
+// libFuzzer programs run): the bundled databases and the reader's corpus as
+// TDB text, caches made from the small published databases, and the files of
+// tests/corpus/fuzz/<target>/, where each finding of the fuzzers is kept.  A
+// target aborts on a finding, and under the sanitizer build any memory or
+// undefined-behaviour fault fails the test as well.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "database/DatabaseArchive.h"
+#include "fuzz/FuzzTargets.h"
+#include "support/TdbTestKit.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string Slurp(const fs::path& path)
+{
+    std::ifstream f(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
+}
+
+std::vector<fs::path> FilesIn(const std::vector<std::string>& folders)
+{
+    std::vector<fs::path> files;
+    for (const std::string& folder : folders)
+        if (fs::is_directory(folder))
+            for (const auto& entry : fs::directory_iterator(folder))
+                if (entry.is_regular_file() && entry.path().filename().string()[0] != '.') files.push_back(entry.path());
+    return files;
+}
+
+void Replay(void (*target)(const uint8_t*, size_t), const std::string& bytes)
+{
+    target(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+}
+
+const std::string kCorpus = std::string(THERM_TESTS_DIR) + "/corpus";
+
+TEST(FuzzCorpus, ReaderInputs)
+{
+    std::vector<fs::path> files = FilesIn({THERM_DATA_DIR, THERM_SHARED_DB_DIR, kCorpus + "/tdb", kCorpus + "/fuzz/reader"});
+    int replayed = 0;
+    for (const fs::path& f : files) {
+        if (f.extension() == ".md") continue;
+        SCOPED_TRACE(f.string());
+        Replay(fuzz::readerInput, Slurp(f));
+        ++replayed;
+    }
+    EXPECT_GT(replayed, 10);
+}
+
+TEST(FuzzCorpus, CacheInputs)
+{
+    int replayed = 0;
+    for (const char* file : {"crfe_bcc_magnetic.tdb", "CrFeNb_Jacob2016.tdb", "femn.tdb"}) {
+        kit::Loaded src = kit::ReadShared(file);
+        ASSERT_TRUE(src.ok) << file;
+        const std::string bytes = databaseArchiveBytes(*src.db);
+        Replay(fuzz::cacheInput, bytes);
+        // and cut short, which the loader must refuse without reading past the end
+        Replay(fuzz::cacheInput, bytes.substr(0, bytes.size() / 2));
+        replayed += 2;
+    }
+    for (const fs::path& f : FilesIn({kCorpus + "/fuzz/cache"})) {
+        SCOPED_TRACE(f.string());
+        Replay(fuzz::cacheInput, Slurp(f));
+        ++replayed;
+    }
+    EXPECT_GE(replayed, 6);
+}
+
+TEST(FuzzCorpus, ArgumentInputs)
+{
+    std::vector<fs::path> files = FilesIn({kCorpus + "/fuzz/arguments"});
+    for (const fs::path& f : files) {
+        SCOPED_TRACE(f.string());
+        Replay(fuzz::argumentsInput, Slurp(f));
+    }
+    EXPECT_GE(files.size(), 4u);
+}
+
+}  // namespace
