@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Installs the build tools and libraries that are missing (Debian packages).
+# Installs the build tools and libraries that are missing (Debian packages),
+# and any further packages named as arguments.
 set -euo pipefail
 packages=(cmake ninja-build g++ ccache qt6-base-dev libgtest-dev libbenchmark-dev
-  pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib gfortran)
+  pybind11-dev python3-dev python3-numpy python3-pytest python3-matplotlib gfortran "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
