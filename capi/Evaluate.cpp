@@ -64,7 +64,7 @@ int evaluateChecked(tk_context* ctx, ThermDatabase& db, int phase, size_t points
         return fail(ctx, TK_ERROR_NOT_EVALUABLE, std::string("phase ") + name + " cannot be evaluated: " + ev.why());
     const int n = ev.variableCount();
     if (points > 0 && n > 0 && y == nullptr) return fail(ctx, TK_ERROR_ARGUMENT, "no site fractions given");
-    if (int status = capi::checkTemperatures(ctx, db, T, T_count, P)) return status;
+    if (int status = capi::checkTemperatures(ctx, T, T_count, P)) return status;
 
     PhaseProperties& r = ctx->scratch[static_cast<size_t>(phase)];
     std::vector<double>& row = ctx->row;

@@ -67,7 +67,7 @@ int tk_function_evaluate(tk_context* ctx, int function, size_t points, const dou
     ThermDatabase* db = capi::database(ctx);
     if (db == nullptr || !checkFunction(ctx, *db, function)) return TK_ERROR_ARGUMENT;
     if (points > 0 && T == nullptr) return fail(ctx, TK_ERROR_ARGUMENT, "no temperatures given");
-    if (int status = capi::checkTemperatures(ctx, *db, T, points, P)) return status;
+    if (int status = capi::checkTemperatures(ctx, T, points, P)) return status;
     TThermFktMgr& symbols = db->symbols();
     TThermFkt* f = symbols.m_FktArray.m_pData[function];
     std::lock_guard<std::mutex> lock(capi::evaluationLock());

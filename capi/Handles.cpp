@@ -52,17 +52,16 @@ PhaseEvaluator& evaluator(tk_context* ctx, ThermDatabase& db, int phase)
     return *ctx->evaluators[p];
 }
 
-int checkTemperatures(tk_context* ctx, const ThermDatabase& db, const double* T, size_t count, double P)
+int checkTemperatures(tk_context* ctx, const double* T, size_t count, double P)
 {
     if (!std::isfinite(P)) return fail(ctx, TK_ERROR_INPUT, "pressure is " + number(P) + "; expected a finite value");
     for (size_t i = 0; i < count; ++i) {
         if (!std::isfinite(T[i]))
             return fail(ctx, TK_ERROR_INPUT,
                         "temperature " + std::to_string(i) + " is " + number(T[i]) + "; expected a finite value");
-        if (!(T[i] >= db.defaultTLow && T[i] <= db.defaultTHigh))
-            return fail(ctx, TK_ERROR_RANGE,
-                        "temperature " + number(T[i]) + " K is outside the database's limits; expected " +
-                            number(db.defaultTLow) + " to " + number(db.defaultTHigh) + " K");
+        if (!(T[i] > 0.0))
+            return fail(ctx, TK_ERROR_INPUT,
+                        "temperature " + std::to_string(i) + " is " + number(T[i]) + " K; expected a positive value");
     }
     return TK_OK;
 }

@@ -50,9 +50,10 @@ bool checkPhase(tk_context* ctx, const ThermDatabase& db, int phase);
 // The evaluator of phase, built on first use (phase already checked).
 PhaseEvaluator& evaluator(tk_context* ctx, ThermDatabase& db, int phase);
 
-// Finite P and count finite temperatures within the database's limits;
+// Finite P and count finite positive temperatures (the ranges of the
+// functions decide which of them can be evaluated);
 // TK_OK or the status with the message set.
-int checkTemperatures(tk_context* ctx, const ThermDatabase& db, const double* T, size_t count, double P);
+int checkTemperatures(tk_context* ctx, const double* T, size_t count, double P);
 
 // value with up to digits significant digits, for messages.
 std::string number(double value, int digits = 6);

@@ -44,11 +44,11 @@ enum
 {
     TK_OK = 0,
     TK_ERROR_ARGUMENT = 1,      /* null pointer, index, size, stride or order out of bounds */
-    TK_ERROR_INPUT = 2,         /* site fractions negative, non-finite or not summing to 1; T not finite */
+    TK_ERROR_INPUT = 2,         /* site fractions negative, non-finite or not summing to 1; T not finite and positive */
     TK_ERROR_NAME = 3,          /* no phase or function of that name */
     TK_ERROR_FILE = 4,          /* the database cannot be read, or the reader found errors */
     TK_ERROR_NOT_EVALUABLE = 5, /* the phase cannot be evaluated (the reason is in the message) */
-    TK_ERROR_RANGE = 6,         /* a temperature outside the database's limits or a function's ranges */
+    TK_ERROR_RANGE = 6,         /* a temperature outside the ranges of a function in use */
     TK_ERROR_INTERNAL = 7       /* out of memory or an unexpected failure */
 };
 
@@ -91,7 +91,8 @@ TK_API const char* tk_context_message(const tk_context* ctx);
 
 /* ---- what the database holds --------------------------------------------- */
 
-/* The database's temperature limits [K]; evaluations outside are refused. */
+/* The database's default temperature limits [K] (TEMPERATURE_LIMITS); what
+ * can be evaluated is decided by the ranges of the functions in use. */
 TK_API int tk_temperature_limits(tk_context* ctx, double* low, double* high);
 TK_API int tk_phase_count(tk_context* ctx, int* count);
 /* Index of the phase called name (case-insensitive); TK_ERROR_NAME lists the phases. */
@@ -136,8 +137,8 @@ typedef struct tk_outputs
  * a column-major one).  order 0: G, GM; 1: and first derivatives, SM, HM;
  * 2: and second derivatives, CPM.  P in Pa.
  *
- * Every input is checked before anything is computed: finite temperatures
- * within the database's limits (TK_ERROR_RANGE), finite non-negative site
+ * Every input is checked before anything is computed: finite positive
+ * temperatures and pressure (TK_ERROR_INPUT), finite non-negative site
  * fractions summing to 1 in each sublattice within TK_SUM_TOLERANCE
  * (TK_ERROR_INPUT, the message names the point).  A temperature outside the
  * ranges of a function the phase uses fails with TK_ERROR_RANGE naming the

@@ -58,9 +58,9 @@ def test_pictures_are_written_as_png(tmp_path, args):
 
 @pytest.mark.parametrize("args,code,text", [
     (["--phase", "NONE", "--T", "900", "--x", "FE-CR"], 2, "unknown phase NONE"),
-    (["--phase", "BCC_A2", "--T", "9000", "--x", "FE-CR"], 2, "outside the database's limits"),
+    (["--phase", "BCC_A2", "--T", "9000", "--x", "FE-CR"], 2, "T = 9000 K is outside the temperature ranges of"),
     (["--phase", "BCC_A2", "--T", "900", "--y", "FE=0.5:VA=1"], 2, "sum to 0.5"),
-], ids=["phase", "limits", "sum"])
+], ids=["phase", "ranges", "sum"])
 def test_refusals_exit_with_a_message(tmp_path, args, code, text):
     done = run(*args, "-o", str(tmp_path / "x.png"))
     assert done.returncode == code
