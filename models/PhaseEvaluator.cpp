@@ -1,5 +1,7 @@
 #include "PhaseEvaluator.h"
 
+#include "PropertyTerms.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -196,13 +198,14 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
     dg_.assign(n + 1, 0.0);
     dLn_.assign(n + 1, 0.0);
 
-    if (phase_->m_dMagneticP > 0.0) {
+    // A factor of 0 selects the magnetic model with Curie and Neel
+    // temperatures, which PropertyTerms evaluates.
+    if (phase_->m_dMagneticP > 0.0 && phase_->m_dAFMFactor != 0.0) {
         magneticModel_ = true;
         magnetic_.Initialize(phase_->m_dMagneticP, phase_);
         // Initialize picks the factor from the phase name; the database's
-        // TYPE_DEFINITION is the authority.  A zero factor would make the
-        // magnetic function divide by zero: the sums are then taken unchanged.
-        afm_ = phase_->m_dAFMFactor != 0.0 ? phase_->m_dAFMFactor : 1.0;
+        // TYPE_DEFINITION is the authority.
+        afm_ = phase_->m_dAFMFactor;
         magnetic_.m_dAFMFactor = afm_;
     }
 
@@ -218,10 +221,15 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
         modelParameters_.push_back(f);
         reciprocal_[static_cast<size_t>(i)] = IsWeightedReciprocal(d) ? 1 : 0;
     }
+    terms_ = std::make_unique<PropertyTerms>(*phase_, db.dataMgr, *list_, n_);
+    for (int i = 0; i < functionCount_; ++i)
+        if (terms_->reads(list_->m_FktArray.m_pData[i])) modelParameters_.push_back(list_->m_FktArray.m_pData[i]);
     const size_t symbols = static_cast<size_t>(db.symbols().m_FktArray.m_nSize);
     symbolSeen_.assign(symbols, 0);
     symbolStack_.reserve(symbols);
 }
+
+PhaseEvaluator::~PhaseEvaluator() = default;
 
 bool PhaseEvaluator::evaluable() const { return phase_ != nullptr && phase_->m_bEvaluable != 0; }
 
@@ -447,7 +455,12 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
         Gmag = R * T * lnB * g;
     }
 
-    const double G = Gpar + Gideal + Gmag;
+    // Einstein, two-state and Curie-Neel magnetic terms, over (y..., T)
+    const bool terms = !terms_->empty();
+    if (terms) terms_->evaluate(T, R, order);
+    const double* termGrad = terms_->gradient();
+
+    const double G = Gpar + Gideal + Gmag + (terms ? terms_->value() : 0.0);
     out.T = T;
     out.P = P_;
     out.G = G;
@@ -490,6 +503,10 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
         out.dG_dy[u] = gradG[v] + R * T * sitesPerVariable_[u] * (lnY_[u] + 1.0) + magGrad(v);
     }
     out.dG_dT = gradG[tp] + R * sumYLnY + magGrad(n);
+    if (terms) {
+        for (int v = 0; v < n; ++v) out.dG_dy[static_cast<size_t>(v)] += termGrad[v];
+        out.dG_dT += termGrad[n];
+    }
     out.SM = -out.dG_dT / atoms;
     out.HM = out.GM + T * out.SM;
 
@@ -528,6 +545,8 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
             out.hessian[static_cast<size_t>(c * dim + r)] = h;
         }
     }
+    if (terms)
+        for (size_t i = 0; i < out.hessian.size(); ++i) out.hessian[i] += terms_->hessian()[i];
     out.d2G_dT2 = out.hessian[static_cast<size_t>(n * dim + n)];
     out.CPM = -T * out.d2G_dT2 / atoms;
     return true;

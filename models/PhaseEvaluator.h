@@ -38,7 +38,10 @@
 //
 // Which functions count: those of the regular set with type code 0 (G and
 // interaction parameters) into G, 10 (TC) and 20 (BMAGN) into the magnetic
-// sums when the phase has a magnetic model.  Interaction parameters of the
+// sums when the phase has a magnetic model.  THETA, GD and NT parameters, and
+// TC and BMAGN under a magnetic type definition of factor 0, make the
+// Einstein, two-state and Curie-Neel magnetic terms of PropertyTerms, which
+// are added to G with their derivatives.  Interaction parameters of the
 // kernel's type 1 carry a value without derivatives and do-set parameters
 // belong to the ordered-phase model; neither is part of this model and both
 // are left out.
@@ -59,11 +62,13 @@
 #ifndef MODELS_PHASEEVALUATOR_H
 #define MODELS_PHASEEVALUATOR_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "thermfunctions/TMagnFkt.h"
 
+class PropertyTerms;
 class ThermDatabase;
 class CVxGibbs;
 class CVxPhase;
@@ -99,6 +104,7 @@ public:
 
     // Binds to phase number phaseIndex of db (which must outlive the evaluator).
     PhaseEvaluator(ThermDatabase& db, int phaseIndex);
+    ~PhaseEvaluator();
 
     //! False when the reader marked the phase not evaluable; why() gives the reason.
     bool evaluable() const;
@@ -161,6 +167,8 @@ private:
     //! scratch of the range check: symbols already looked at, and those still to follow
     std::vector<unsigned char> symbolSeen_;
     std::vector<int> symbolStack_;
+    //! Einstein, two-state and Curie-Neel magnetic terms (empty when the phase has none)
+    std::unique_ptr<PropertyTerms> terms_;
     std::string rangeWhy_;  //!< why T is outside a range of a function in use; empty when covered
     std::string why_;       //!< reason of the last refusal other than a not-evaluable phase
 };

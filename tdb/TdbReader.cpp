@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -20,6 +21,7 @@
 #include "TdbSource.h"
 #include "database/ContentDigest.h"
 #include "database/ThermDatabase.h"
+#include "models/PropertyTerms.h"
 #include "host/my_stricmp.h"
 #include "thermfunctions/VxThermFunctions.h"
 
@@ -984,8 +986,19 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
         kind = 3;
         bool property = false;
         for (const char* t : kPropertyTypes) property = property || type == t;
-        if (!property)
+        const CVxPhase& ph = *rec.phase;
+        char factor[32];
+        std::snprintf(factor, sizeof factor, "%g", ph.m_dAFMFactor);
+        if (type == "NT" && !(ph.m_dMagneticP > 0.0 && ph.m_dAFMFactor == 0.0)) {
+            // Neel temperatures belong to the magnetic model without an
+            // antiferromagnetic factor; with the classic factor they would be ignored
+            notEvaluable(p, ph.m_dMagneticP > 0.0
+                                ? std::string("NT (Neel temperature) parameters with the classic magnetic model (factor ") +
+                                      factor + "); they need a magnetic type definition of factor 0"
+                                : "NT (Neel temperature) parameters without a magnetic type definition of factor 0");
+        } else if (!property && !PropertyTerms::isModelKeyword(type)) {
             notEvaluable(p, "parameter type " + type + " belongs to a model the kernel does not have");
+        }
     } else if (code == 3 || code == 5) {
         notEvaluable(p, "parameter type " + type + " needs phase quantities the evaluation does not set");
     }

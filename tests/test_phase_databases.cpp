@@ -298,6 +298,8 @@ INSTANTIATE_TEST_SUITE_P(
     Files, PublishedDatabases,
     ::testing::Values(
         DatabaseCase{"CrFe", "crfe_bcc_magnetic.tdb", 600, 1400, {}, {"BCC_A2"}, Coverage{1, 1, 0, 1, 0, 0, 0, {}}},
+        // the liquid with the Einstein, two-state and Curie-Neel magnetic terms
+        DatabaseCase{"FeMn", "femn.tdb", 600, 1400, {}, {"LIQUID"}, Coverage{1, 1, 0, 1, 0, 0, 0, {}}},
         DatabaseCase{"PbSn", "pbsn.tdb", 450, 1000, {}, {"LIQUID", "FCC_A1", "BCT_A5"}, Coverage{3, 0, 0, 2, 0, 0, 0, {}}},
         DatabaseCase{"CuMg", "cumg.tdb", 500, 1100, {}, {"LIQUID", "FCC_A1", "HCP_A3", "CU2MG", "CUMG2"},
                      Coverage{5, 0, 1, 2, 0, 0, 0, {}}},

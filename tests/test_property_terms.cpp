@@ -1,0 +1,490 @@
+// Einstein, two-state and Curie-Neel magnetic terms: each against its formula
+// written out here, its partials against differences, its limits; the
+// parameter sums' derivatives against differences of the kernel's weighted
+// values; the terms in a phase evaluation; the reader's choice of model.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "models/EinsteinTerm.h"
+#include "models/ParameterSum.h"
+#include "models/PhaseEvaluator.h"
+#include "models/PropertyTerms.h"
+#include "models/SumComposition.h"
+#include "models/TwoStateTerm.h"
+#include "models/XiongMagnetic.h"
+#include "support/KernelTestKit.h"
+#include "support/TdbTestKit.h"
+#include "thermfunctions/TTempArray.h"
+
+namespace {
+
+const double R = PhaseEvaluator::kGasConstant;
+
+// ---------------------------------------------------------------------------
+// The terms as functions of their sums and T
+
+// The published Curie-Neel g(tau), written out term by term.
+double XiongG(double tau, double p)
+{
+    const double D = 0.33471979 + 0.49649686 * (1 / p - 1);
+    if (tau <= 1)
+        return 1 - (0.38438376 / (p * tau) + 0.63570895 * (1 / p - 1) *
+                                                 (std::pow(tau, 3) / 6 + std::pow(tau, 9) / 135 +
+                                                  std::pow(tau, 15) / 600 + std::pow(tau, 21) / 1617)) /
+                       D;
+    return -(std::pow(tau, -7) / 21 + std::pow(tau, -21) / 630 + std::pow(tau, -35) / 2975 +
+             std::pow(tau, -49) / 8232) /
+           D;
+}
+
+double EinsteinG(double lnTheta, double T)
+{
+    const double theta = std::exp(lnTheta);
+    return 1.5 * R * theta + 3 * R * T * std::log(1 - std::exp(-theta / T));
+}
+
+double TwoStateG(double DG, double T) { return -R * T * std::log(1 + std::exp(-DG / (R * T))); }
+
+double XiongMagG(double beta, double TC, double NT, double T, double p)
+{
+    const double gC = TC > 0 ? XiongG(T / TC, p) : 0.0, gN = NT > 0 ? XiongG(T / NT, p) : 0.0;
+    return R * T * std::log(beta + 1) * (gC + gN);
+}
+
+// One term: its sums (then T) and the partials the model gives.
+struct TermCase
+{
+    const char* name;
+    std::vector<double> x;  // sums, then T
+    double p;               // structure factor (magnetic cases)
+    std::function<void(const std::vector<double>&, double, SumPartials&)> partials;
+    std::function<double(const std::vector<double>&, double)> formula;
+};
+
+void PrintTo(const TermCase& c, std::ostream* os) { *os << c.name; }
+
+TermCase Einstein(const char* name, double lnTheta, double T)
+{
+    return {name, {lnTheta, T}, 0.0,
+            [](const std::vector<double>& x, double, SumPartials& F) { EinsteinTerm::partials(x[0], x[1], R, F); },
+            [](const std::vector<double>& x, double) { return EinsteinG(x[0], x[1]); }};
+}
+TermCase TwoState(const char* name, double DG, double T)
+{
+    return {name, {DG, T}, 0.0,
+            [](const std::vector<double>& x, double, SumPartials& F) { TwoStateTerm::partials(x[0], x[1], R, F); },
+            [](const std::vector<double>& x, double) { return TwoStateG(x[0], x[1]); }};
+}
+TermCase Xiong(const char* name, double beta, double TC, double NT, double T, double p)
+{
+    return {name, {beta, TC, NT, T}, p,
+            [](const std::vector<double>& x, double pp, SumPartials& F) {
+                XiongMagnetic::partials(x[0], x[1], x[2], x[3], pp, R, F);
+            },
+            [](const std::vector<double>& x, double pp) { return XiongMagG(x[0], x[1], x[2], x[3], pp); }};
+}
+
+class Terms : public ::testing::TestWithParam<TermCase>
+{
+};
+
+TEST_P(Terms, ValueFollowsTheFormulaAndPartialsFollowDifferences)
+{
+    const TermCase& c = GetParam();
+    const int dim = static_cast<int>(c.x.size());
+    SumPartials F;
+    c.partials(c.x, c.p, F);
+    const double G = c.formula(c.x, c.p);
+    EXPECT_NEAR(F.value, G, 1e-11 * (1 + std::fabs(G)));
+    for (int i = 0; i < dim; ++i) {
+        // steps relative to the variable, small enough to stay on one side of tau = 1
+        const double h = 1e-5 * std::max(1.0, std::fabs(c.x[i]));
+        auto along = [&](std::function<double(const SumPartials&)> what) {
+            return [&, what](double v) {
+                std::vector<double> x = c.x;
+                x[i] = v;
+                SumPartials Fi;
+                c.partials(x, c.p, Fi);
+                return what(Fi);
+            };
+        };
+        const double fd = kit::Derivative5(along([](const SumPartials& P) { return P.value; }), c.x[i], h);
+        EXPECT_NEAR(F.first[i], fd, 1e-7 * std::fabs(fd) + 1e-9 * (1 + std::fabs(G)) / h) << "d/dx" << i;
+        for (int j = 0; j < dim; ++j) {
+            const double fd2 =
+                kit::Derivative5(along([j](const SumPartials& P) { return P.first[j]; }), c.x[i], h);
+            EXPECT_NEAR(F.second[i][j], fd2, 1e-7 * std::fabs(fd2) + 1e-9 * (1 + std::fabs(F.first[j])) / h)
+                << "d2/dx" << i << "dx" << j;
+            EXPECT_EQ(F.second[i][j], F.second[j][i]) << i << "," << j;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Models, Terms,
+    ::testing::Values(Einstein("EinsteinColdIron", std::log(245.0), 150.0),
+                      Einstein("EinsteinWarm", std::log(245.0), 1000.0),
+                      Einstein("EinsteinSmallTheta", std::log(20.0), 2500.0),
+                      TwoState("TwoStateAboveRT", 20000.0, 1000.0), TwoState("TwoStateAtZero", 0.0, 700.0),
+                      TwoState("TwoStateBelowZero", -8000.0, 1500.0),
+                      Xiong("XiongBelowBoth", 1.7, 1043.0, 600.0, 300.0, 0.37),
+                      Xiong("XiongBetweenCurieAndNeel", 0.8, 1043.0, 600.0, 800.0, 0.25),
+                      Xiong("XiongAboveBoth", 2.2, 300.0, 250.0, 1200.0, 0.25),
+                      Xiong("XiongNegativeNeel", 1.7, 200.0, -200.0, 150.0, 0.25)),
+    [](const ::testing::TestParamInfo<TermCase>& i) { return std::string(i.param.name); });
+
+TEST(TermLimits, TwoStateVanishesFarAboveRTIsMinusRTln2AtZeroAndFollowsDGFarBelow)
+{
+    SumPartials F;
+    const double T = 800.0, RT = R * T;
+    TwoStateTerm::partials(0.0, T, R, F);
+    EXPECT_NEAR(F.value, -RT * std::log(2.0), 1e-12 * RT);
+    EXPECT_NEAR(F.first[0], 0.5, 1e-15);  // half the states
+    for (double DG : {50 * RT, 800 * RT, 1e7, 1e300}) {
+        TwoStateTerm::partials(DG, T, R, F);
+        EXPECT_LE(std::fabs(F.value), RT * std::exp(-DG / RT) * 1.0000001) << DG;
+        EXPECT_TRUE(std::isfinite(F.first[1]) && std::isfinite(F.second[1][1])) << DG;
+    }
+    // far below: the liquid-like state alone, G = DG + RT*ln(1 + e^(DG/RT))
+    for (double DG : {-50 * RT, -800 * RT, -1e7}) {
+        TwoStateTerm::partials(DG, T, R, F);
+        EXPECT_NEAR(F.value, DG, 1e-14 * std::fabs(DG) + RT * std::exp(DG / RT)) << DG;
+        EXPECT_NEAR(F.first[0], 1.0, 1e-15) << DG;
+        EXPECT_TRUE(std::isfinite(F.second[0][0]) && std::isfinite(F.second[1][1])) << DG;
+    }
+}
+
+TEST(TermLimits, EinsteinHeatCapacityTendsTo3RAboveThetaAndToZeroBelow)
+{
+    const double theta = 245.0;
+    struct
+    {
+        double T, cpOver3R, tol;
+    } cases[] = {{100 * theta, 1.0, 1e-4}, {10 * theta, 1.0, 1e-2}, {theta / 50, 0.0, 1e-15}};
+    for (const auto& c : cases) {
+        SumPartials F;
+        EinsteinTerm::partials(std::log(theta), c.T, R, F);
+        EXPECT_NEAR(-c.T * F.second[1][1] / (3 * R), c.cpOver3R, c.tol) << c.T;
+    }
+    // the zero-point energy is what is left far below theta
+    SumPartials F;
+    EinsteinTerm::partials(std::log(theta), theta / 50, R, F);
+    EXPECT_NEAR(F.value, 1.5 * R * theta, 1e-12 * R * theta);
+}
+
+TEST(TermLimits, XiongSeriesAndTheirSlopesMeetAtTauOne)
+{
+    for (double p : {0.37, 0.25}) {
+        double g1b, g2b, g1a, g2a;
+        const double below = XiongMagnetic::g(1.0, p, g1b, g2b);
+        const double above = XiongMagnetic::g(1.0 + 1e-15, p, g1a, g2a);
+        EXPECT_NEAR(below, above, 1e-7) << p;
+        EXPECT_NEAR(g1b, g1a, 1e-6) << p;
+        EXPECT_NEAR(below, XiongG(1.0, p), 1e-15) << p;
+        // and each series' derivatives follow differences of g
+        for (double tau : {0.05, 0.5, 0.99, 1.01, 2.0, 6.0}) {
+            double g1, g2, a, b;
+            XiongMagnetic::g(tau, p, g1, g2);
+            const double h = 1e-5 * tau;
+            EXPECT_NEAR(g1, kit::Derivative5([&](double t) { return XiongMagnetic::g(t, p, a, b); }, tau, h),
+                        1e-8 * (1 + std::fabs(g1)))
+                << p << " " << tau;
+            EXPECT_NEAR(g2, kit::Derivative5([&](double t) { XiongMagnetic::g(t, p, a, b); return a; }, tau, h),
+                        1e-7 * (1 + std::fabs(g2)))
+                << p << " " << tau;
+        }
+    }
+}
+
+TEST(TermLimits, XiongOrderingOfANonPositiveTemperatureSumIsZero)
+{
+    SumPartials F;
+    XiongMagnetic::partials(1.5, -100.0, 0.0, 500.0, 0.28, R, F);
+    EXPECT_EQ(F.value, 0.0);
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(F.first[i], 0.0) << i;
+}
+
+// ---------------------------------------------------------------------------
+// Parameter sums: the derivatives of the kernel's weighted values
+
+const char* const kAlloyHeader = R"(
+ELEMENT VA VACUUM 0 0 0 !
+ELEMENT A  BCC_A2 10 0 0 !
+ELEMENT B  BCC_A2 10 0 0 !
+ELEMENT C  BCC_A2 10 0 0 !
+ELEMENT D  BCC_A2 10 0 0 !
+TYPE_DEFINITION % SEQ * !
+PHASE ALLOY % 2 1 3 !
+CONSTITUENT ALLOY : A,B,C : D,VA : !
+PARAMETER G(ALLOY,A:VA;0) 1 -1000; 6000 N !
+)";
+
+// site fractions A, B, C | D, VA
+const std::vector<double> kY = {0.5, 0.3, 0.2, 0.35, 0.65};
+
+struct WeightCase
+{
+    const char* name;
+    const char* parameters;  // THETA parameters
+    // the weighted sum at y and T, written out
+    std::function<double(const std::vector<double>&, double)> sum;
+};
+
+void PrintTo(const WeightCase& c, std::ostream* os) { *os << c.name; }
+
+class Sums : public ::testing::TestWithParam<WeightCase>
+{
+};
+
+TEST_P(Sums, ValueIsTheWeightedSumAndDerivativesFollowDifferences)
+{
+    const WeightCase& c = GetParam();
+    kit::Loaded l = kit::ReadText(std::string(kAlloyHeader) + c.parameters);
+    ASSERT_TRUE(l.ok);
+    ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
+    ThermDatabase::PhaseRecord& rec = l.phase("ALLOY");
+    const int n = rec.phase->m_nVarCount;
+    ASSERT_EQ(n, 5);
+    ParameterSum sum(n);
+    const int theta = 10000 + l.db->dataMgr.AddTypeKeyword("THETA");
+    for (int i = 0; i < rec.functions->m_FktArray.m_nSize; ++i)
+        if (rec.functions->m_FktArray[i]->m_pFktData->m_nFktType == theta) sum.add(rec.functions->m_FktArray[i]);
+    ASSERT_FALSE(sum.empty());
+
+    // x = (y..., T)
+    auto at = [&](const std::vector<double>& x, int order) {
+        for (int v = 0; v < n; ++v) rec.phase->m_Y[v] = x[static_cast<size_t>(v)];
+        TK.CalcTValues(x[static_cast<size_t>(n)]);
+        rec.functions->CalcPTValues(x[static_cast<size_t>(n)], 101325.0, 2);
+        sum.evaluate(order);
+    };
+    std::vector<double> x0 = kY;
+    x0.push_back(900.0);
+    at(x0, 2);
+    EXPECT_NEAR(sum.value(), c.sum(kY, 900.0), 1e-12);
+    const std::vector<double> grad(sum.gradient(), sum.gradient() + n + 1);
+    const std::vector<double> hess(sum.hessian(), sum.hessian() + (n + 1) * (n + 1));
+    for (int i = 0; i <= n; ++i) {
+        const double h = i < n ? 1e-4 : 0.5;
+        auto along = [&](int what) {
+            return [&, what](double v) {
+                std::vector<double> x = x0;
+                x[static_cast<size_t>(i)] = v;
+                at(x, 1);
+                return what < 0 ? sum.value() : sum.gradient()[what];
+            };
+        };
+        EXPECT_NEAR(grad[static_cast<size_t>(i)], kit::Derivative5(along(-1), x0[static_cast<size_t>(i)], h), 1e-10)
+            << "d/dx" << i;
+        for (int j = 0; j <= n; ++j) {
+            EXPECT_NEAR(hess[static_cast<size_t>(i * (n + 1) + j)],
+                        kit::Derivative5(along(j), x0[static_cast<size_t>(i)], h), 1e-9)
+                << "d2/dx" << i << "dx" << j;
+            EXPECT_EQ(hess[static_cast<size_t>(i * (n + 1) + j)], hess[static_cast<size_t>(j * (n + 1) + i)]);
+        }
+    }
+}
+
+// y: A, B, C | D, VA
+INSTANTIATE_TEST_SUITE_P(
+    Weights, Sums,
+    ::testing::Values(
+        WeightCase{"EndMembers", "PARAMETER THETA(ALLOY,A:VA;0) 1 5.5+0.001*T; 6000 N !\n"
+                                 "PARAMETER THETA(ALLOY,B:D;0) 1 4.0; 6000 N !\n",
+                   [](const std::vector<double>& y, double T) { return y[0] * y[4] * (5.5 + 0.001 * T) + y[1] * y[3] * 4.0; }},
+        WeightCase{"BinaryOrders", "PARAMETER THETA(ALLOY,A,B:VA;1) 1 0.3*T; 6000 N !\n"
+                                   "PARAMETER THETA(ALLOY,A,C:VA;2) 1 0.7; 6000 N !\n"
+                                   "PARAMETER THETA(ALLOY,B,C:D;3) 1 -0.4; 6000 N !\n",
+                   [](const std::vector<double>& y, double T) {
+                       return y[0] * y[1] * y[4] * (y[0] - y[1]) * 0.3 * T +
+                              y[0] * y[2] * y[4] * std::pow(y[0] - y[2], 2) * 0.7 +
+                              y[1] * y[2] * y[3] * std::pow(y[1] - y[2], 3) * -0.4;
+                   }},
+        WeightCase{"TernaryMembers", "PARAMETER THETA(ALLOY,A,B,C:VA;0) 1 1.1; 6000 N !\n"
+                                     "PARAMETER THETA(ALLOY,A,B,C:VA;1) 1 2.1; 6000 N !\n"
+                                     "PARAMETER THETA(ALLOY,A,B,C:VA;2) 1 3.1; 6000 N !\n",
+                   [](const std::vector<double>& y, double) {
+                       const double P = y[0] * y[1] * y[2] * y[4], m = (1 - y[0] - y[1] - y[2]) / 3;
+                       return P * ((y[0] + m) * 1.1 + (y[1] + m) * 2.1 + (y[2] + m) * 3.1);
+                   }},
+        WeightCase{"Wildcard", "PARAMETER THETA(ALLOY,A,B:*;0) 1 0.9; 6000 N !\n",
+                   [](const std::vector<double>& y, double) { return y[0] * y[1] * (y[3] + y[4]) * 0.9; }},
+        // order 1 weighted by both differences in the kernel's value
+        WeightCase{"Reciprocal", "PARAMETER THETA(ALLOY,A,B:D,VA;0) 1 0.5; 6000 N !\n"
+                                 "PARAMETER THETA(ALLOY,A,B:D,VA;1) 1 0.25; 6000 N !\n",
+                   [](const std::vector<double>& y, double) {
+                       const double P = y[0] * y[1] * y[3] * y[4];
+                       return P * 0.5 + P * (y[0] - y[1]) * (y[3] - y[4]) * 0.25;
+                   }}),
+    [](const ::testing::TestParamInfo<WeightCase>& i) { return std::string(i.param.name); });
+
+// ---------------------------------------------------------------------------
+// The terms in a phase evaluation
+
+// A liquid with every term: THETA, GD and the Curie-Neel magnetism (factor 0).
+const char* const kLiquid = R"(
+ELEMENT VA VACUUM 0 0 0 !
+ELEMENT A  BCC_A2 10 0 0 !
+ELEMENT B  BCC_A2 10 0 0 !
+TYPE_DEFINITION % SEQ * !
+TYPE_DEFINITION & GES A_P_D LIQUID MAGNETIC 0.0 0.25 !
+PHASE LIQUID %& 1 1 !
+CONSTITUENT LIQUID : A,B : !
+PARAMETER G(LIQUID,A;0) 1 1000-5*T; 6000 N !
+PARAMETER G(LIQUID,B;0) 1 -2000; 6000 N !
+PARAMETER G(LIQUID,A,B;0) 1 -3000; 6000 N !
+PARAMETER THETA(LIQUID,A;0) 1 5.5; 6000 N !
+PARAMETER THETA(LIQUID,B;0) 1 4.8; 6000 N !
+PARAMETER THETA(LIQUID,A,B;1) 1 0.2; 6000 N !
+PARAMETER GD(LIQUID,A;0) 1 40000-5*T; 6000 N !
+PARAMETER GD(LIQUID,B;0) 1 30000; 6000 N !
+PARAMETER TC(LIQUID,A;0) 1 600; 6000 N !
+PARAMETER NT(LIQUID,B;0) 1 400; 6000 N !
+PARAMETER NT(LIQUID,A,B;0) 1 -300; 6000 N !
+PARAMETER BMAGN(LIQUID,A;0) 1 1.7; 6000 N !
+PARAMETER BMAGN(LIQUID,B;0) 1 0.5; 6000 N !
+)";
+
+// The liquid of kLiquid at (yA, yB) and T, written out.
+double LiquidG(double yA, double yB, double T)
+{
+    const double ideal = R * T * (yA * std::log(yA) + yB * std::log(yB));
+    const double G = yA * (1000 - 5 * T) + yB * -2000 + yA * yB * -3000;
+    const double lnTheta = yA * 5.5 + yB * 4.8 + yA * yB * (yA - yB) * 0.2;
+    const double DG = yA * (40000 - 5 * T) + yB * 30000;
+    const double TC = yA * 600, NT = yB * 400 - 300 * yA * yB, beta = yA * 1.7 + yB * 0.5;
+    return G + ideal + EinsteinG(lnTheta, T) + TwoStateG(DG, T) + XiongMagG(beta, TC, NT, T, 0.25);
+}
+
+TEST(PhaseTerms, EvaluationAddsEveryTermWithDerivativesThatFollowDifferences)
+{
+    kit::Loaded l = kit::ReadText(kLiquid);
+    ASSERT_TRUE(l.ok);
+    ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
+    PhaseEvaluator ev(*l.db, l.db->findPhase("LIQUID"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    // below and above the Neel temperature of this composition, and both ordered
+    for (double T : {150.0, 250.0, 700.0}) {
+        for (double yA : {0.3, 0.8}) {
+            const std::vector<double> y = {yA, 1 - yA};
+            ev.setTemperature(T, 101325.0);
+            PhaseProperties out;
+            ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << ev.why();
+            EXPECT_NEAR(out.G, LiquidG(yA, 1 - yA, T), 1e-9 * std::fabs(out.G)) << T << " " << yA;
+
+            auto G = [&](double a, double b, double t) { return LiquidG(a, b, t); };
+            const double h = 1e-5, hT = 1e-3;
+            const double dA = kit::Derivative5([&](double a) { return G(a, 1 - yA, T); }, yA, h);
+            const double dB = kit::Derivative5([&](double b) { return G(yA, b, T); }, 1 - yA, h);
+            const double dT = kit::Derivative5([&](double t) { return G(yA, 1 - yA, t); }, T, hT);
+            EXPECT_NEAR(out.dG_dy[0], dA, 1e-6 * (1 + std::fabs(dA))) << T << " " << yA;
+            EXPECT_NEAR(out.dG_dy[1], dB, 1e-6 * (1 + std::fabs(dB))) << T << " " << yA;
+            EXPECT_NEAR(out.dG_dT, dT, 1e-6 * (1 + std::fabs(dT))) << T << " " << yA;
+            // second derivatives: differences of the evaluator's own first derivatives
+            auto grad = [&](double a, double b, double t, int k) {
+                const std::vector<double> yy = {a, b};
+                ev.setTemperature(t, 101325.0);
+                PhaseProperties o;
+                EXPECT_TRUE(ev.evaluate(yy.data(), 1, o));
+                return k < 2 ? o.dG_dy[static_cast<size_t>(k)] : o.dG_dT;
+            };
+            for (int k = 0; k < 3; ++k) {
+                const double hAA = kit::Derivative5([&](double a) { return grad(a, 1 - yA, T, k); }, yA, h);
+                const double hBB = kit::Derivative5([&](double b) { return grad(yA, b, T, k); }, 1 - yA, h);
+                const double hTT = kit::Derivative5([&](double t) { return grad(yA, 1 - yA, t, k); }, T, hT);
+                const double tol = 1e-5;
+                EXPECT_NEAR(out.hessian[static_cast<size_t>(0 * 3 + k)], hAA, tol * (1 + std::fabs(hAA))) << k;
+                EXPECT_NEAR(out.hessian[static_cast<size_t>(1 * 3 + k)], hBB, tol * (1 + std::fabs(hBB))) << k;
+                EXPECT_NEAR(out.hessian[static_cast<size_t>(2 * 3 + k)], hTT, tol * (1 + std::fabs(hTT))) << k;
+            }
+        }
+    }
+}
+
+// Fe in the Fe-Mn liquid of the published file: G with the Einstein, two-state
+// and Curie-Neel terms, written out from the file's parameters.
+double FemnLiquidIron(double T)
+{
+    const double G = 7103.20801 - .0019730116 * T * T + 1392.1182 - 8.2584018 * T;
+    const double DG = 42754.9478 - 7.624 * T - 1.08230446 * T * std::log(T);
+    return G + EinsteinG(std::log(245.0), T) + TwoStateG(DG, T) + XiongMagG(1.7, 200, -200, T, 0.25);
+}
+
+TEST(PhaseTerms, IronInThePublishedFeMnLiquid)
+{
+    kit::Loaded l = kit::ReadShared("femn.tdb");
+    ASSERT_TRUE(l.ok);
+    PhaseEvaluator ev(*l.db, l.db->findPhase("LIQUID"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    const std::vector<double> y = {1.0, 0.0, 1.0};  // FE, MN : VA
+    for (double T : {300.0, 1000.0, 1811.0, 2500.0}) {
+        ev.setTemperature(T, 101325.0);
+        PhaseProperties out;
+        ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << ev.why();
+        EXPECT_NEAR(out.GM, FemnLiquidIron(T), 1e-9 * std::fabs(out.GM)) << T;
+        const double S = -kit::Derivative5(FemnLiquidIron, T, 1e-3);
+        EXPECT_NEAR(out.SM, S, 1e-7 * std::fabs(S)) << T;
+        const double h = 0.5;
+        const double d2G = (-FemnLiquidIron(T + 2 * h) + 16 * FemnLiquidIron(T + h) - 30 * FemnLiquidIron(T) +
+                            16 * FemnLiquidIron(T - h) - FemnLiquidIron(T - 2 * h)) /
+                           (12 * h * h);
+        const double Cp = -T * d2G;
+        EXPECT_NEAR(out.CPM, Cp, 1e-5 * std::fabs(Cp)) << T;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Which databases select the terms
+
+struct SelectionCase
+{
+    const char* name;
+    const char* typeDefinition;  // for the phase's type code &
+    bool evaluable;
+    const char* why;  // part of the reason when not evaluable
+};
+
+void PrintTo(const SelectionCase& c, std::ostream* os) { *os << c.name; }
+
+class Selection : public ::testing::TestWithParam<SelectionCase>
+{
+};
+
+TEST_P(Selection, NeelTemperaturesNeedTheMagneticTypeDefinitionOfFactorZero)
+{
+    const SelectionCase& c = GetParam();
+    std::string text = std::string(R"(
+ELEMENT A  BCC_A2 10 0 0 !
+TYPE_DEFINITION % SEQ * !
+)") + c.typeDefinition + R"(
+PHASE BCC_A2 %& 1 1 !
+CONSTITUENT BCC_A2 : A : !
+PARAMETER G(BCC_A2,A;0) 1 1000; 6000 N !
+PARAMETER TC(BCC_A2,A;0) 1 300; 6000 N !
+PARAMETER NT(BCC_A2,A;0) 1 200; 6000 N !
+PARAMETER BMAGN(BCC_A2,A;0) 1 1; 6000 N !
+)";
+    kit::Loaded l = kit::ReadText(text);
+    ASSERT_TRUE(l.ok);
+    PhaseEvaluator ev(*l.db, l.db->findPhase("BCC_A2"));
+    EXPECT_EQ(ev.evaluable(), c.evaluable) << ev.why();
+    if (!c.evaluable) {
+        EXPECT_NE(ev.why().find(c.why), std::string::npos) << ev.why();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Reader, Selection,
+    ::testing::Values(
+        SelectionCase{"FactorZero", "TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC 0 0.37 !", true, ""},
+        SelectionCase{"ClassicFactor", "TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC -1 0.4 !", false,
+                      "NT (Neel temperature) parameters with the classic magnetic model (factor -1)"},
+        SelectionCase{"NoMagneticModel", "", false,
+                      "NT (Neel temperature) parameters without a magnetic type definition of factor 0"}),
+    [](const ::testing::TestParamInfo<SelectionCase>& i) { return std::string(i.param.name); });
+
+}  // namespace
