@@ -1,5 +1,6 @@
 #include "PhaseEvaluator.h"
 
+#include "IonicLiquidPhase.h"
 #include "PropertyTerms.h"
 
 #include <algorithm>
@@ -222,6 +223,8 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
         reciprocal_[static_cast<size_t>(i)] = IsWeightedReciprocal(d) ? 1 : 0;
     }
     terms_ = std::make_unique<PropertyTerms>(*phase_, db.dataMgr, *list_, n_);
+    if (phase_->m_nModelType == IonicLiquidPhase::kModelType && gibbs_ != nullptr)
+        ionic_ = std::make_unique<IonicLiquidPhase>(*phase_, *gibbs_, *list_, n_);
     for (int i = 0; i < functionCount_; ++i)
         if (terms_->reads(list_->m_FktArray.m_pData[i])) modelParameters_.push_back(list_->m_FktArray.m_pData[i]);
     const size_t symbols = static_cast<size_t>(db.symbols().m_FktArray.m_nSize);
@@ -231,11 +234,15 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
 
 PhaseEvaluator::~PhaseEvaluator() = default;
 
-bool PhaseEvaluator::evaluable() const { return phase_ != nullptr && phase_->m_bEvaluable != 0; }
+bool PhaseEvaluator::evaluable() const
+{
+    return phase_ != nullptr && phase_->m_bEvaluable != 0 && (!ionic_ || ionic_->problem().empty());
+}
 
 const std::string& PhaseEvaluator::why() const
 {
     if (phase_ != nullptr && phase_->m_bEvaluable == 0) return phase_->m_NotEvaluableWhy;
+    if (ionic_ && !ionic_->problem().empty()) return ionic_->problem();
     return why_.empty() ? rangeWhy_ : why_;
 }
 
@@ -358,6 +365,7 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
     }
     why_.clear();
     if (!rangeWhy_.empty()) return false;  // why() gives it
+    if (ionic_) return evaluateIonicLiquid(y, order, out);
 
     const int n = n_;
     const int dim = n + 1;  // variables, then T
@@ -549,5 +557,28 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
         for (size_t i = 0; i < out.hessian.size(); ++i) out.hessian[i] += terms_->hessian()[i];
     out.d2G_dT2 = out.hessian[static_cast<size_t>(n * dim + n)];
     out.CPM = -T * out.d2G_dT2 / atoms;
+    return true;
+}
+
+bool PhaseEvaluator::evaluateIonicLiquid(const double* y, int order, PhaseProperties& out)
+{
+    const int n = n_, dim = n + 1;
+    double G = 0.0, atoms = 0.0;
+    ionic_->evaluate(y, order, T_, kGasConstant, G, atoms);
+    out.T = T_;
+    out.P = P_;
+    out.G = G;
+    out.atoms = atoms;
+    out.GM = G / atoms;
+    if (out.dG_dy.size() != static_cast<size_t>(n)) out.dG_dy.resize(static_cast<size_t>(n));
+    if (out.hessian.size() != static_cast<size_t>(dim * dim)) out.hessian.resize(static_cast<size_t>(dim * dim));
+    const double* grad = ionic_->gradient();
+    for (int v = 0; v < n; ++v) out.dG_dy[static_cast<size_t>(v)] = order >= 1 ? grad[v] : kNaN;
+    out.dG_dT = order >= 1 ? grad[n] : kNaN;
+    out.SM = -out.dG_dT / atoms;
+    out.HM = out.GM + T_ * out.SM;
+    for (size_t i = 0; i < out.hessian.size(); ++i) out.hessian[i] = order >= 2 ? ionic_->hessian()[i] : kNaN;
+    out.d2G_dT2 = out.hessian[static_cast<size_t>(n * dim + n)];
+    out.CPM = -T_ * out.d2G_dT2 / atoms;
     return true;
 }

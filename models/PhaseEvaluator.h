@@ -68,6 +68,7 @@
 
 #include "thermfunctions/TMagnFkt.h"
 
+class IonicLiquidPhase;
 class PropertyTerms;
 class ThermDatabase;
 class CVxGibbs;
@@ -138,6 +139,8 @@ public:
 
 private:
     void checkTemperatureRanges();
+    //! evaluate() of a two-sublattice ionic liquid (IonicLiquidPhase)
+    bool evaluateIonicLiquid(const double* y, int order, PhaseProperties& out);
 
     ThermDatabase& db_;     //!< the database (symbol list, phases)
     CVxPhase* phase_;       //!< the phase (owned by db_), null for an unknown index
@@ -169,6 +172,8 @@ private:
     std::vector<int> symbolStack_;
     //! Einstein, two-state and Curie-Neel magnetic terms (empty when the phase has none)
     std::unique_ptr<PropertyTerms> terms_;
+    //! the ionic-liquid model of a phase of that type, else null
+    std::unique_ptr<IonicLiquidPhase> ionic_;
     std::string rangeWhy_;  //!< why T is outside a range of a function in use; empty when covered
     std::string why_;       //!< reason of the last refusal other than a not-evaluable phase
 };

@@ -21,6 +21,7 @@
 #include "TdbSource.h"
 #include "database/ContentDigest.h"
 #include "database/ThermDatabase.h"
+#include "models/IonicLiquidPhase.h"
 #include "models/PropertyTerms.h"
 #include "host/my_stricmp.h"
 #include "thermfunctions/VxThermFunctions.h"
@@ -886,8 +887,13 @@ void Builder::applyTypeDefinitions()
             error(info.offset, cmd, "no CONSTITUENT command for this phase");
             notEvaluable(static_cast<int>(p), "no constituents");
         }
-        if (info.suffix.find('Y') != std::string::npos)
-            notEvaluable(static_cast<int>(p), "ionic liquid model (:Y) is not modelled");
+        const bool ionicLiquid = info.suffix.find('Y') != std::string::npos;
+        if (ionicLiquid) {
+            ph.m_nModelType = IonicLiquidPhase::kModelType;
+            if (ph.m_nSublatticeCount != 2)
+                notEvaluable(static_cast<int>(p), "an ionic liquid (:Y) has two sublattices, this one " +
+                                                      std::to_string(ph.m_nSublatticeCount));
+        }
         if (info.suffix.find('G') != std::string::npos)
             notEvaluable(static_cast<int>(p), "gas phase: the ideal-gas pressure term is not modelled");
         for (char code : info.codes) {
@@ -897,6 +903,8 @@ void Builder::applyTypeDefinitions()
                 if (def.kind == TypeDefinition::Kind::Magnetic) {
                     ph.m_dMagneticP = def.p;
                     ph.m_dAFMFactor = def.afm;
+                    if (ionicLiquid)
+                        notEvaluable(static_cast<int>(p), "a magnetic ionic liquid is not in the ionic-liquid model");
                 } else if (def.kind == TypeDefinition::Kind::DisorderedPart) {
                     notEvaluable(static_cast<int>(p), "order-disorder partitioning (" + def.text +
                                                           ") is not modelled");
@@ -1032,6 +1040,15 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
         }
     }
     const int n = rec.phase->m_nSublatticeCount;
+    const bool ionicLiquid = rec.phase->m_nModelType == IonicLiquidPhase::kModelType;
+    // G(IONIC_LIQ,S;0): neutrals are written for the second sublattice alone;
+    // the cation sublattice is then any cation
+    if (ionicLiquid && n == 2 && subl.size() == 1) subl.insert(subl.begin(), std::vector<std::string>{"*"});
+    if (ionicLiquid && code != 0) {
+        bool property = false;
+        for (const char* t : kPropertyTypes) property = property || type == t;
+        if (!property) notEvaluable(p, "parameter type " + type + " is not in the ionic-liquid model");
+    }
     bool usesConstituents = code != 5 && code != 54;
     std::string normal;
     int entries = 0, interacting = 0, maxPer = 0;

@@ -1,0 +1,304 @@
+// Two-sublattice ionic liquid: G against the model written out here (site
+// numbers P and Q, the weights of parameters with and without anions), its
+// derivatives against differences, the limits of a pure salt and of a
+// cation-vacancy liquid, and what the reader refuses.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "models/PhaseEvaluator.h"
+#include "support/KernelTestKit.h"
+#include "support/TdbTestKit.h"
+
+namespace {
+
+const double R = PhaseEvaluator::kGasConstant;
+
+const char* const kElements = R"(
+ELEMENT /-  ELECTRON_GAS 0 0 0 !
+ELEMENT VA  VACUUM 0 0 0 !
+ELEMENT CA  FCC_A1 40.08 0 0 !
+ELEMENT FE  BCC_A2 55.847 0 0 !
+ELEMENT O   GAS 16 0 0 !
+ELEMENT S   FCC_A1 32.06 0 0 !
+SPECIES CA+2 CA1/+2 !
+SPECIES FE+2 FE1/+2 !
+SPECIES FE+3 FE1/+3 !
+SPECIES O-2  O1/-2 !
+SPECIES S-2  S1/-2 !
+SPECIES S2   S2 !
+TYPE_DEFINITION % SEQ * !
+)";
+
+// Cations CA+2, FE+2, FE+3; anions O-2, S-2; the vacancy; neutrals S and S2.
+const char* const kSlag = R"(
+PHASE SLAG:Y % 2 1 1 !
+CONSTITUENT SLAG : CA+2,FE+2,FE+3 : O-2,S-2,VA,S,S2 : !
+PARAMETER G(SLAG,CA+2:O-2;0) 1 -700000+100*T; 6000 N !
+PARAMETER G(SLAG,FE+2:O-2;0) 1 -300000+60*T; 6000 N !
+PARAMETER G(SLAG,FE+3:O-2;0) 1 -500000+90*T; 6000 N !
+PARAMETER G(SLAG,CA+2:S-2;0) 1 -500000; 6000 N !
+PARAMETER G(SLAG,FE+2:S-2;0) 1 -150000-2*T*LN(T); 6000 N !
+PARAMETER G(SLAG,FE+3:S-2;0) 1 -200000; 6000 N !
+PARAMETER G(SLAG,CA+2:VA;0) 1 10000-10*T; 6000 N !
+PARAMETER G(SLAG,FE+2:VA;0) 1 12000-7*T; 6000 N !
+PARAMETER G(SLAG,FE+3:VA;0) 1 40000-7*T; 6000 N !
+PARAMETER G(SLAG,S;0) 1 1000-5*T; 6000 N !
+PARAMETER G(SLAG,S2;0) 1 3000-9*T; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2:O-2;0) 1 -20000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2:O-2;1) 1 5000; 6000 N !
+PARAMETER L(SLAG,FE+2:O-2,S-2;0) 1 -10000+3*T; 6000 N !
+PARAMETER L(SLAG,FE+2:O-2,VA;0) 1 30000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2:VA;0) 1 -8000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2:VA;1) 1 3000; 6000 N !
+PARAMETER L(SLAG,FE+2:VA,S;0) 1 -4000; 6000 N !
+PARAMETER L(SLAG,S,S2;0) 1 -2000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2,FE+3:O-2;0) 1 7000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2,FE+3:VA;0) 1 -9000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2,FE+3:VA;1) 1 4000+T; 6000 N !
+)";
+
+// Site fractions in the phase's order: CA+2, FE+2, FE+3 | O-2, S-2, VA, S, S2
+struct Slag
+{
+    double ca, fe2, fe3, o, s2m, va, s, s2;
+};
+
+// G and N of kSlag, written out.
+double SlagG(const Slag& y, double T, double* atoms = nullptr)
+{
+    auto xlnx = [](double x) { return x > 0 ? x * std::log(x) : 0.0; };
+    const double Q = 2 * y.ca + 2 * y.fe2 + 3 * y.fe3;
+    const double P = 2 * y.o + 2 * y.s2m + Q * y.va;
+    const double cations = y.ca + y.fe2 + y.fe3;
+    double G = y.ca * y.o * (-700000 + 100 * T) + y.fe2 * y.o * (-300000 + 60 * T) +
+               y.fe3 * y.o * (-500000 + 90 * T) + y.ca * y.s2m * -500000 +
+               y.fe2 * y.s2m * (-150000 - 2 * T * std::log(T)) + y.fe3 * y.s2m * -200000;
+    G += Q * (y.va * (y.ca * (10000 - 10 * T) + y.fe2 * (12000 - 7 * T) + y.fe3 * (40000 - 7 * T)) +
+              cations * (y.s * (1000 - 5 * T) + y.s2 * (3000 - 9 * T)));
+    G += R * T * (P * (xlnx(y.ca) + xlnx(y.fe2) + xlnx(y.fe3)) +
+                  Q * (xlnx(y.o) + xlnx(y.s2m) + xlnx(y.va) + xlnx(y.s) + xlnx(y.s2)));
+    // with anions: as in any compound-energy phase
+    G += y.ca * y.fe2 * y.o * (-20000 + 5000 * (y.ca - y.fe2));
+    G += y.fe2 * y.o * y.s2m * (-10000 + 3 * T);
+    G += y.fe2 * y.o * y.va * 30000;
+    G += y.ca * y.fe2 * y.fe3 * y.o * 7000;
+    // without: times Q, each cation paired with the vacancy where it is there
+    G += Q * y.ca * y.va * y.fe2 * y.va * (-8000 + 3000 * (y.ca - y.fe2));
+    G += Q * y.fe2 * y.va * y.s * -4000;
+    G += Q * cations * y.s * y.s2 * -2000;
+    const double muggianu = (1 - y.ca - y.fe2 - y.fe3) / 3;
+    G += Q * y.ca * y.fe2 * y.fe3 * std::pow(y.va, 3) * ((y.ca + muggianu) * -9000 + (y.fe2 + muggianu) * (4000 + T));
+    if (atoms) *atoms = P * cations + Q * (y.o + y.s2m + y.s + 2 * y.s2);
+    return G;
+}
+
+std::vector<double> Fractions(const Slag& y) { return {y.ca, y.fe2, y.fe3, y.o, y.s2m, y.va, y.s, y.s2}; }
+Slag FromFractions(const std::vector<double>& v) { return {v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]}; }
+
+struct SlagCase
+{
+    const char* name;
+    Slag y;
+    double T;
+};
+
+void PrintTo(const SlagCase& c, std::ostream* os) { *os << c.name; }
+
+class SlagModel : public ::testing::TestWithParam<SlagCase>
+{
+};
+
+TEST_P(SlagModel, GFollowsTheModelAndDerivativesFollowDifferences)
+{
+    const SlagCase& c = GetParam();
+    kit::Loaded l = kit::ReadText(std::string(kElements) + kSlag);
+    ASSERT_TRUE(l.ok);
+    ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
+    PhaseEvaluator ev(*l.db, l.db->findPhase("SLAG"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    ASSERT_EQ(ev.variableCount(), 8);
+    const char* names[] = {"CA+2", "FE+2", "FE+3", "O-2", "S-2", "VA", "S", "S2"};
+    for (int i = 0; i < 8; ++i) EXPECT_STREQ(ev.variableName(i), names[i]);
+
+    const std::vector<double> y = Fractions(c.y);
+    ev.setTemperature(c.T, 101325.0);
+    PhaseProperties out;
+    ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << ev.why();
+    double N = 0;
+    const double G = SlagG(c.y, c.T, &N);
+    EXPECT_NEAR(out.G, G, 1e-10 * std::fabs(G));
+    EXPECT_NEAR(out.atoms, N, 1e-14 * N);
+    EXPECT_NEAR(out.GM, G / N, 1e-10 * std::fabs(G / N));
+
+    // first derivatives against differences of the written-out model,
+    // second derivatives against differences of the evaluator's own first
+    const int n = 8, dim = 9;
+    std::vector<double> x0 = y;
+    x0.push_back(c.T);
+    auto model = [&](std::vector<double> x) {
+        const double T = x.back();
+        x.pop_back();
+        return SlagG(FromFractions(x), T);
+    };
+    auto gradient = [&](std::vector<double> x, int k) {
+        const double T = x.back();
+        x.pop_back();
+        ev.setTemperature(T, 101325.0);
+        PhaseProperties o;
+        EXPECT_TRUE(ev.evaluate(x.data(), 1, o));
+        return k < n ? o.dG_dy[static_cast<size_t>(k)] : o.dG_dT;
+    };
+    for (int i = 0; i < dim; ++i) {
+        const double h = i < n ? 1e-6 : 1e-3;
+        auto along = [&](std::function<double(const std::vector<double>&)> f) {
+            return [&, f](double v) {
+                std::vector<double> x = x0;
+                x[static_cast<size_t>(i)] = v;
+                return f(x);
+            };
+        };
+        const double fd = kit::Derivative5(along(model), x0[static_cast<size_t>(i)], h);
+        const double an = i < n ? out.dG_dy[static_cast<size_t>(i)] : out.dG_dT;
+        EXPECT_NEAR(an, fd, 1e-6 * (1 + std::fabs(fd))) << "dG/d" << (i < n ? names[i] : "T");
+        for (int j = 0; j < dim; ++j) {
+            const double fd2 = kit::Derivative5(
+                along([&, j](const std::vector<double>& x) { return gradient(x, j); }), x0[static_cast<size_t>(i)], h);
+            const double hij = out.hessian[static_cast<size_t>(i * dim + j)];
+            // relative, plus the rounding of the differenced gradient (of the size of G)
+            EXPECT_NEAR(hij, fd2, 1e-5 * std::fabs(fd2) + 20 * DBL_EPSILON * std::fabs(G) / h)
+                << "d2G/d" << (i < n ? names[i] : "T") << " d" << (j < n ? names[j] : "T");
+            EXPECT_EQ(hij, out.hessian[static_cast<size_t>(j * dim + i)]);
+        }
+    }
+    EXPECT_NEAR(out.CPM, -c.T * out.d2G_dT2 / N, 1e-12 * std::fabs(out.CPM));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Compositions, SlagModel,
+    // (derivatives are compared where no fraction is 0: there the ideal term's are infinite)
+    ::testing::Values(SlagCase{"Everything", {0.3, 0.5, 0.2, 0.35, 0.25, 0.2, 0.12, 0.08}, 1700.0},
+                      SlagCase{"FewAnions", {0.6, 0.3, 0.1, 0.002, 0.001, 0.697, 0.2, 0.1}, 1500.0},
+                      SlagCase{"OxideAndVacancy", {0.45, 0.45, 0.1, 0.6, 0.001, 0.397, 0.001, 0.001}, 1900.0},
+                      SlagCase{"SulphideAndNeutral", {0.2, 0.7, 0.1, 0.002, 0.8, 0.003, 0.15, 0.045}, 1400.0}),
+    [](const ::testing::TestParamInfo<SlagCase>& i) { return std::string(i.param.name); });
+
+TEST(IonicLimits, PureSaltIsItsEndMemberWithoutIdealTerm)
+{
+    kit::Loaded l = kit::ReadText(std::string(kElements) + kSlag);
+    ASSERT_TRUE(l.ok);
+    PhaseEvaluator ev(*l.db, l.db->findPhase("SLAG"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    struct
+    {
+        Slag y;
+        double G, atoms;  // at 1000 K; (C^+nu)_nuA (A^-nuC)_nuC
+    } cases[] = {{{1, 0, 0, 1, 0, 0, 0, 0}, -700000 + 100 * 1000.0, 4},
+                 {{0, 0, 1, 1, 0, 0, 0, 0}, -500000 + 90 * 1000.0, 5},
+                 {{0, 1, 0, 0, 1, 0, 0, 0}, -150000 - 2 * 1000.0 * std::log(1000.0), 4}};
+    ev.setTemperature(1000.0, 101325.0);
+    for (const auto& c : cases) {
+        const std::vector<double> y = Fractions(c.y);
+        PhaseProperties out;
+        ASSERT_TRUE(ev.evaluate(y.data(), 2, out));
+        EXPECT_NEAR(out.G, c.G, 1e-9 * std::fabs(c.G));
+        EXPECT_EQ(out.atoms, c.atoms);
+        EXPECT_TRUE(std::isfinite(out.CPM));
+    }
+}
+
+TEST(IonicLimits, CationVacancyLiquidIsTheMetallicLiquid)
+{
+    const std::string params = R"(
+PARAMETER G(PH,CA+2:VA;0) 1 10000-10*T+2*T*LN(T); 6000 N !
+PARAMETER G(PH,FE+2:VA;0) 1 12000-7*T; 6000 N !
+PARAMETER L(PH,CA+2,FE+2:VA;0) 1 -8000+T; 6000 N !
+PARAMETER L(PH,CA+2,FE+2:VA;1) 1 3000; 6000 N !
+PARAMETER L(PH,CA+2,FE+2:VA;2) 1 -1500; 6000 N !
+)";
+    const std::string metallic = R"(
+PARAMETER G(PH,CA;0) 1 10000-10*T+2*T*LN(T); 6000 N !
+PARAMETER G(PH,FE;0) 1 12000-7*T; 6000 N !
+PARAMETER L(PH,CA,FE;0) 1 -8000+T; 6000 N !
+PARAMETER L(PH,CA,FE;1) 1 3000; 6000 N !
+PARAMETER L(PH,CA,FE;2) 1 -1500; 6000 N !
+)";
+    auto rename = [](std::string text, const std::string& phase) {
+        for (size_t at; (at = text.find("(PH,")) != std::string::npos;) text.replace(at, 4, "(" + phase + ",");
+        return text;
+    };
+    kit::Loaded l = kit::ReadText(std::string(kElements) + "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2,FE+2 : VA : !\n" +
+                                  rename(params, "ION") + "PHASE LIQ % 1 1 !\nCONSTITUENT LIQ : CA,FE : !\n" +
+                                  rename(metallic, "LIQ"));
+    ASSERT_TRUE(l.ok);
+    ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
+    PhaseEvaluator ion(*l.db, l.db->findPhase("ION")), liq(*l.db, l.db->findPhase("LIQ"));
+    ASSERT_TRUE(ion.evaluable()) << ion.why();
+    ASSERT_TRUE(liq.evaluable()) << liq.why();
+    for (double T : {800.0, 2000.0}) {
+        for (double x : {0.1, 0.5, 0.85}) {
+            const std::vector<double> yi = {x, 1 - x, 1.0}, yl = {x, 1 - x};
+            PhaseProperties a, b;
+            ion.setTemperature(T, 101325.0);
+            ASSERT_TRUE(ion.evaluate(yi.data(), 2, a));
+            liq.setTemperature(T, 101325.0);
+            ASSERT_TRUE(liq.evaluate(yl.data(), 2, b));
+            EXPECT_NEAR(a.atoms, 2.0, 1e-15);  // Q = 2 cation sites per formula unit
+            EXPECT_NEAR(a.GM, b.GM, 1e-10 * std::fabs(b.GM)) << T << " " << x;
+            EXPECT_NEAR(a.SM, b.SM, 1e-10 * std::fabs(b.SM)) << T << " " << x;
+            EXPECT_NEAR(a.CPM, b.CPM, 1e-10 * std::fabs(b.CPM)) << T << " " << x;
+        }
+    }
+}
+
+struct RefusalCase
+{
+    const char* name;
+    const char* phase;  // PHASE, CONSTITUENT and PARAMETER commands of ION
+    const char* why;
+};
+
+void PrintTo(const RefusalCase& c, std::ostream* os) { *os << c.name; }
+
+class IonicRefusals : public ::testing::TestWithParam<RefusalCase>
+{
+};
+
+TEST_P(IonicRefusals, PhaseIsNotEvaluableWithTheReason)
+{
+    const RefusalCase& c = GetParam();
+    kit::Loaded l = kit::ReadText(std::string(kElements) + c.phase);
+    ASSERT_TRUE(l.ok);
+    PhaseEvaluator ev(*l.db, l.db->findPhase("ION"));
+    EXPECT_FALSE(ev.evaluable());
+    EXPECT_NE(ev.why().find(c.why), std::string::npos) << ev.why();
+    PhaseProperties out;
+    const std::vector<double> y(static_cast<size_t>(ev.variableCount()), 0.5);
+    ev.setTemperature(1000.0, 101325.0);
+    EXPECT_FALSE(ev.evaluate(y.data(), 0, out));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Reader, IonicRefusals,
+    ::testing::Values(
+        RefusalCase{"ThreeSublattices", "PHASE ION:Y % 3 1 1 1 !\nCONSTITUENT ION : CA+2 : O-2 : VA : !\n",
+                    "an ionic liquid (:Y) has two sublattices, this one 3"},
+        RefusalCase{"NeutralCation", "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2,FE : O-2,VA : !\n",
+                    "'FE' in the cation sublattice has no positive charge"},
+        RefusalCase{"CationOnAnionSites", "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2 : O-2,FE+2 : !\n",
+                    "'FE+2' in the anion sublattice has a positive charge"},
+        RefusalCase{"MagneticParameter",
+                    "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : FE+2 : O-2,VA : !\n"
+                    "PARAMETER TC(ION,FE+2:VA;0) 1 300; 6000 N !\n",
+                    "parameter type TC is not in the ionic-liquid model"},
+        RefusalCase{"MagneticTypeDefinition",
+                    "TYPE_DEFINITION & GES A_P_D ION MAGNETIC -3 0.28 !\n"
+                    "PHASE ION:Y %& 2 1 1 !\nCONSTITUENT ION : FE+2 : O-2,VA : !\n",
+                    "a magnetic ionic liquid is not in the ionic-liquid model"}),
+    [](const ::testing::TestParamInfo<RefusalCase>& i) { return std::string(i.param.name); });
+
+}  // namespace
