@@ -118,20 +118,24 @@ bool IonicLiquidPhase::buildWeight(const TThermFkt& f, const double* yf)
         for (int i = 0; i < 3; ++i) product_.term(m[i], i == k ? 2.0 / 3.0 : -1.0 / 3.0);
     } else if (k != 0) {
         if (d.m_nInteractionLevel != 1) return false;
-        int differences = 0;  // sublattices with an interaction, in order
-        for (int s = 0; s < 2; ++s) {
-            if (size[s] != 2) continue;
-            ++differences;
-            // a reciprocal parameter: orders 1 and 2 weight the second sublattice's difference too
-            if (differences == 2 && k > 2) break;
+        bool linked = true;
+        auto difference = [&](int s) {
             const int a = list[s][0], b = list[s][1];
-            if (a < 0 || b < 0) return false;
-            for (int r = 0; r < k; ++r) {
-                product_.factor(yf[a] - yf[b]);
-                product_.term(a, 1.0);
-                product_.term(b, -1.0);
-            }
+            linked = linked && a >= 0 && b >= 0;
+            if (!linked) return;
+            product_.factor(yf[a] - yf[b]);
+            product_.term(a, 1.0);
+            product_.term(b, -1.0);
+        };
+        if (size[0] == 2 && size[1] == 2) {
+            // reciprocal: as in the other phases, order 1 takes the cations'
+            // difference, order 2 that of the second sublattice
+            if (k > 2) return false;
+            difference(k == 1 ? 0 : 1);
+        } else {
+            for (int r = 0; r < k; ++r) difference(size[0] == 2 ? 0 : 1);
         }
+        if (!linked) return false;
     }
     if (!anion) {
         double Q = 0.0;

@@ -37,9 +37,11 @@ bool ParameterSum::buildWeight(const TThermFkt& f)
         for (int e = p; e <= p + 2; ++e) linear(e, e == p + k ? 2.0 / 3.0 : -1.0 / 3.0);
     } else if (k != 0) {
         if (d.m_nInteractionLevel != 1 || p < 0 || p + 1 >= n) return false;
-        for (int r = 0; r < k; ++r) difference(p);
-        if (q >= 0 && q + 1 < n && (k == 1 || k == 2))
-            for (int r = 0; r < k; ++r) difference(q);
+        if (q >= 0 && q + 1 < n && (k == 1 || k == 2)) {
+            difference(k == 1 ? p : q);  // reciprocal: the field's weight
+        } else {
+            for (int r = 0; r < k; ++r) difference(p);
+        }
     }
     return !product_.full();
 }
@@ -50,10 +52,11 @@ void ParameterSum::evaluate(int order)
     if (order >= 1) std::fill(grad_.begin(), grad_.end(), 0.0);
     if (order >= 2) std::fill(hess_.begin(), hess_.end(), 0.0);
     for (TThermFkt* f : parameters_) {
-        f->Calc(0, 1.0);  // the kernel's weighted value; dFactor 1 leaves its values as they are
+        f->m_dAktVal_F = 0.0;
+        if (f->m_pFktData->m_bDisabled || f->m_pPhase == nullptr || !buildWeight(*f)) continue;
+        const double W =
+            product_.addDerivatives(f->m_dValue, f->m_dValueT, f->m_dValueTT, order, n_, grad_.data(), hess_.data());
+        f->m_dAktVal_F = f->m_dValue * W;  // the value it contributes, as the kernel would show it
         value_ += f->m_dAktVal_F;
-        if (order < 1 || f->m_pFktData->m_bDisabled || f->m_pPhase == nullptr) continue;
-        if (!buildWeight(*f)) continue;
-        product_.addDerivatives(f->m_dValue, f->m_dValueT, f->m_dValueTT, order, n_, grad_.data(), hess_.data());
     }
 }

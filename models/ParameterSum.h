@@ -2,16 +2,17 @@
 // parameters of one type (THETA, GD, NT, TC, BMAGN, ...), with its gradient
 // and Hessian over (y_0 .. y_{n-1}, T), T at index n.
 //
-// The value is the kernel's: each parameter's composition-dependent value
-// (TThermFkt::Calc with no derivatives), so that these sums are weighted like
-// the TC sum of the phase.  The derivatives are formed here from the same
-// weight written as a product of linear factors (FactorProduct): the site
-// fractions of the parameter's constituents (a wildcard is the constant 1),
-// for a binary interaction of order k the k differences (y_A - y_B) (and for
-// a reciprocal parameter of order 1 or 2 the k differences of the second
-// interacting sublattice as well), for a ternary interaction with orders
-// Muggianu's y_k + (1 - y_A - y_B - y_C)/3.  The weights the kernel makes 0
-// (an order on an end member or on a ternary taken as regular) are left out.
+// The weights are those of the phase's Gibbs-energy and TC parameters: the
+// kernel's (TThermFkt::Calc), except for reciprocal parameters of order 1
+// and 2, which take the field's weight as in PhaseEvaluator.  Each weight is
+// written as a product of linear factors (FactorProduct): the site fractions
+// of the parameter's constituents (a wildcard is the constant 1); for a
+// binary interaction of order k the k differences (y_A - y_B); for a
+// reciprocal parameter of order 1 the difference of its first interacting
+// sublattice, of order 2 that of its second; for a ternary interaction with
+// orders Muggianu's y_k + (1 - y_A - y_B - y_C)/3.  The weights the kernel
+// makes 0 (an order on an end member or on a ternary taken as regular) are
+// left out.  Value and derivatives come from the same product.
 //
 // The site fractions are those the parameters are linked to (the phase's
 // variables), set by the caller before evaluate().

@@ -58,6 +58,8 @@ PARAMETER L(SLAG,CA+2,FE+2:VA;1) 1 3000; 6000 N !
 PARAMETER L(SLAG,FE+2:VA,S;0) 1 -4000; 6000 N !
 PARAMETER L(SLAG,S,S2;0) 1 -2000; 6000 N !
 PARAMETER L(SLAG,CA+2,FE+2,FE+3:O-2;0) 1 7000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2:O-2,S-2;1) 1 6000; 6000 N !
+PARAMETER L(SLAG,CA+2,FE+2:O-2,S-2;2) 1 -2500; 6000 N !
 PARAMETER L(SLAG,CA+2,FE+2,FE+3:VA;0) 1 -9000; 6000 N !
 PARAMETER L(SLAG,CA+2,FE+2,FE+3:VA;1) 1 4000+T; 6000 N !
 )";
@@ -87,6 +89,7 @@ double SlagG(const Slag& y, double T, double* atoms = nullptr)
     G += y.fe2 * y.o * y.s2m * (-10000 + 3 * T);
     G += y.fe2 * y.o * y.va * 30000;
     G += y.ca * y.fe2 * y.fe3 * y.o * 7000;
+    G += y.ca * y.fe2 * y.o * y.s2m * ((y.ca - y.fe2) * 6000 + (y.o - y.s2m) * -2500);  // reciprocal
     // without: times Q, each cation paired with the vacancy where it is there
     G += Q * y.ca * y.va * y.fe2 * y.va * (-8000 + 3000 * (y.ca - y.fe2));
     G += Q * y.fe2 * y.va * y.s * -4000;

@@ -1,7 +1,7 @@
 // Einstein, two-state and Curie-Neel magnetic terms: each against its formula
 // written out here, its partials against differences, its limits; the
-// parameter sums' derivatives against differences of the kernel's weighted
-// values; the terms in a phase evaluation; the reader's choice of model.
+// parameter sums against their weights written out and their derivatives
+// against differences; the terms in a phase evaluation; the reader's choice of model.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -209,7 +209,7 @@ TEST(TermLimits, XiongOrderingOfANonPositiveTemperatureSumIsZero)
 }
 
 // ---------------------------------------------------------------------------
-// Parameter sums: the derivatives of the kernel's weighted values
+// Parameter sums: weights of every kind of parameter, and their derivatives
 
 const char* const kAlloyHeader = R"(
 ELEMENT VA VACUUM 0 0 0 !
@@ -313,12 +313,13 @@ INSTANTIATE_TEST_SUITE_P(
                    }},
         WeightCase{"Wildcard", "PARAMETER THETA(ALLOY,A,B:*;0) 1 0.9; 6000 N !\n",
                    [](const std::vector<double>& y, double) { return y[0] * y[1] * (y[3] + y[4]) * 0.9; }},
-        // order 1 weighted by both differences in the kernel's value
+        // as the field weights them: order 1 by the first difference, order 2 by the second
         WeightCase{"Reciprocal", "PARAMETER THETA(ALLOY,A,B:D,VA;0) 1 0.5; 6000 N !\n"
-                                 "PARAMETER THETA(ALLOY,A,B:D,VA;1) 1 0.25; 6000 N !\n",
+                                 "PARAMETER THETA(ALLOY,A,B:D,VA;1) 1 0.25; 6000 N !\n"
+                                 "PARAMETER THETA(ALLOY,A,B:D,VA;2) 1 -0.125; 6000 N !\n",
                    [](const std::vector<double>& y, double) {
                        const double P = y[0] * y[1] * y[3] * y[4];
-                       return P * 0.5 + P * (y[0] - y[1]) * (y[3] - y[4]) * 0.25;
+                       return P * 0.5 + P * (y[0] - y[1]) * 0.25 + P * (y[3] - y[4]) * -0.125;
                    }}),
     [](const ::testing::TestParamInfo<WeightCase>& i) { return std::string(i.param.name); });
 
