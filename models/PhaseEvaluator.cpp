@@ -129,6 +129,20 @@ double AddReciprocalTerm(const TThermFkt& f, int order, int tp, myCArray<double,
     return G * Q;
 }
 
+// The value part of out, and its vectors sized for n variables (allocating
+// only the first time).
+void SetValueAndSizes(PhaseProperties& out, double T, double P, double G, double atoms, int n)
+{
+    const size_t dim = static_cast<size_t>(n + 1);
+    out.T = T;
+    out.P = P;
+    out.G = G;
+    out.atoms = atoms;
+    out.GM = G / atoms;
+    if (out.dG_dy.size() != dim - 1) out.dG_dy.resize(dim - 1);
+    if (out.hessian.size() != dim * dim) out.hessian.resize(dim * dim);
+}
+
 // True when the kernel found no piece for the last temperature although the
 // function has pieces: its value 0 would stand in for a missing one.  A
 // disabled function is 0 by decision, whatever its ranges.
@@ -469,13 +483,7 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
     const double* termGrad = terms_->gradient();
 
     const double G = Gpar + Gideal + Gmag + (terms ? terms_->value() : 0.0);
-    out.T = T;
-    out.P = P_;
-    out.G = G;
-    out.atoms = atoms;
-    out.GM = G / atoms;
-    if (out.dG_dy.size() != static_cast<size_t>(n)) out.dG_dy.resize(static_cast<size_t>(n));
-    if (out.hessian.size() != static_cast<size_t>(dim * dim)) out.hessian.resize(static_cast<size_t>(dim * dim));
+    SetValueAndSizes(out, T, P_, G, atoms, n);
 
     if (order < 1) {
         out.dG_dT = out.SM = out.HM = out.d2G_dT2 = out.CPM = kNaN;
@@ -565,13 +573,7 @@ bool PhaseEvaluator::evaluateIonicLiquid(const double* y, int order, PhaseProper
     const int n = n_, dim = n + 1;
     double G = 0.0, atoms = 0.0;
     ionic_->evaluate(y, order, T_, kGasConstant, G, atoms);
-    out.T = T_;
-    out.P = P_;
-    out.G = G;
-    out.atoms = atoms;
-    out.GM = G / atoms;
-    if (out.dG_dy.size() != static_cast<size_t>(n)) out.dG_dy.resize(static_cast<size_t>(n));
-    if (out.hessian.size() != static_cast<size_t>(dim * dim)) out.hessian.resize(static_cast<size_t>(dim * dim));
+    SetValueAndSizes(out, T_, P_, G, atoms, n);
     const double* grad = ionic_->gradient();
     for (int v = 0; v < n; ++v) out.dG_dy[static_cast<size_t>(v)] = order >= 1 ? grad[v] : kNaN;
     out.dG_dT = order >= 1 ? grad[n] : kNaN;
