@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "EvaluationPlan.h"
+#include "IonicLiquidPhase.h"
+#include "PropertyTerms.h"
 #include "TemperatureStep.h"
 #include "database/ThermDatabase.h"
 #include "host/myCString.h"
@@ -90,6 +92,10 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         }
 
     const bool magnetic = phase->m_dMagneticP > 0.0;
+    // the phase models the plan does not compile (the kernel path evaluates them)
+    if (phase->m_nModelType == IonicLiquidPhase::kModelType) return "not covered: the ionic-liquid model";
+    if (!PropertyTerms(*phase, db.dataMgr, *list, n).empty())
+        return "not covered: Einstein, two-state or Curie-Neel magnetic terms";
     if (magnetic) {
         TMagnFkt g;
         g.Initialize(phase->m_dMagneticP, phase);
