@@ -13,7 +13,8 @@ EvalResults prepareGrid(ThermDatabase& db, const Options& opts)
 {
     const int index = requirePhase(db, opts.phase);
     const CVxPhase& phase = *db.phases[index].phase;
-    PhaseEvaluator evaluator(db, index);
+    PhaseEvaluator evaluator(db, index,
+                             opts.orderedPartOnly ? PhaseEvaluator::Part::OrderedOnly : PhaseEvaluator::Part::Whole);
     if (!evaluator.evaluable())
         throw CliError(kExitFailure, std::string("phase ") + phase.m_szPhaseName + " cannot be evaluated: " +
                                          evaluator.why());

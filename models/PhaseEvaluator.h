@@ -39,9 +39,8 @@
 // Which functions count: those of the regular set with type code 0 (G and
 // interaction parameters) into G, 10 (TC) and 20 (BMAGN) into the magnetic
 // sums when the phase has a magnetic model.  Interaction parameters of the
-// kernel's type 1 carry a value without derivatives and do-set parameters
-// belong to the ordered-phase model; neither is part of this model and both
-// are left out.
+// kernel's type 1 carry a value without derivatives and are left out.  The
+// do_ set counts only for a partitioned phase (below).
 //
 // Temperature ranges.  The kernel gives a function whose ranges do not cover T
 // the value 0, silently.  setTemperature therefore follows every parameter of
@@ -49,6 +48,16 @@
 // read (also through other symbols); if one of them has pieces but none
 // covering T, evaluate() refuses, and why() names the function and its ranges.
 // A symbol read only by a piece of another temperature range does not count.
+//
+// Partitioned phases.  A phase with a disordered part (model code 10, its do_
+// set holding the disordered phase's parameters) evaluates through the same
+// calls: the parameter sums G, TC and beta are those of PartitionedPhase.h,
+// ideal mixing is over the phase's own y, and the magnetic term comes from the
+// partitioned TC and beta with the phase's magnetic model (the disordered
+// phase's when the ordered one has none), multiplied like the disordered part
+// by the disordered formula units per ordered formula unit (1 in the usual
+// site ratios).  Part::OrderedOnly evaluates the ordered phase's own
+// parameters only, as if it had no disordered part.
 //
 // Calling order: setTemperature(T, P) runs the kernel's temperature step (power
 // table, symbol functions, the phase's parameter list); evaluate() then takes
@@ -59,6 +68,7 @@
 #ifndef MODELS_PHASEEVALUATOR_H
 #define MODELS_PHASEEVALUATOR_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -67,6 +77,7 @@
 class ThermDatabase;
 class CVxGibbs;
 class CVxPhase;
+class PartitionedPhase;
 class TThermFkt;
 class TThermFktMgr;
 
@@ -97,8 +108,17 @@ public:
     //! Site fractions below this are raised to it for the parameter terms only
     static constexpr double kSiteFractionFloor = 1e-30;
 
+    //! What of a partitioned phase to evaluate (other phases ignore it).
+    enum class Part { Whole, OrderedOnly };
+
     // Binds to phase number phaseIndex of db (which must outlive the evaluator).
-    PhaseEvaluator(ThermDatabase& db, int phaseIndex);
+    PhaseEvaluator(ThermDatabase& db, int phaseIndex, Part part = Part::Whole);
+    ~PhaseEvaluator();
+    PhaseEvaluator(const PhaseEvaluator&) = delete;
+    PhaseEvaluator& operator=(const PhaseEvaluator&) = delete;
+
+    //! True when the phase evaluates with its disordered part.
+    bool partitioned() const { return partitioned_ != nullptr; }
 
     //! False when the reader marked the phase not evaluable; why() gives the reason.
     bool evaluable() const;
@@ -132,6 +152,10 @@ public:
 
 private:
     void checkTemperatureRanges();
+    // Sums the parameters of one set (regular or do_) into that set's result
+    // arrays at the phase's site fractions; returns the G sum, the TC and beta
+    // sums through the arguments.
+    double sumParameters(bool doSet, int order, double& TC, double& beta);
 
     ThermDatabase& db_;     //!< the database (symbol list, phases)
     CVxPhase* phase_;       //!< the phase (owned by db_), null for an unknown index
@@ -163,6 +187,9 @@ private:
     std::vector<int> symbolStack_;
     std::string rangeWhy_;  //!< why T is outside a range of a function in use; empty when covered
     std::string why_;       //!< reason of the last refusal other than a not-evaluable phase
+    std::unique_ptr<PartitionedPhase> partitioned_;  //!< the partitioned model; null for other phases
+    std::string partitionWhy_;  //!< why a phase with a disordered part cannot be partitioned; empty otherwise
+    double magneticScale_ = 1.0;  //!< formula units of the magnetic model per formula unit of the phase
 };
 
 #endif
