@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "models/PhaseEvaluator.h"
@@ -19,6 +20,7 @@ namespace {
 
 struct Case
 {
+    std::string file, phase;
     std::unique_ptr<ThermDatabase> db;
     std::unique_ptr<PhaseEvaluator> ev;
     std::vector<std::vector<double>> points;  //!< compositions, variable order
@@ -28,10 +30,10 @@ Case& Load(const char* file, const char* phase)
 {
     static std::vector<std::unique_ptr<Case>> cache;
     for (auto& c : cache)
-        if (c->db->sourceName.find(file) != std::string::npos &&
-            std::string(c->db->phases[static_cast<size_t>(c->db->findPhase(phase))].phase->m_szPhaseName) == phase)
-            return *c;
+        if (c->file == file && c->phase == phase) return *c;
     auto c = std::make_unique<Case>();
+    c->file = file;
+    c->phase = phase;
     c->db = std::make_unique<ThermDatabase>();
     // the partitioned phases of these files carry parameters whose functions the files leave undefined
     kit::ReadPublishedWithoutDefects(file, *c->db);

@@ -19,6 +19,7 @@
 #include "cli/Output.h"
 #include "database/PhasePartition.h"
 #include "models/PhaseEvaluator.h"
+#include "support/AllocationCounter.h"
 #include "support/HillertJarl.h"
 #include "support/PublishedWithoutDefects.h"
 #include "support/TdbTestKit.h"
@@ -170,6 +171,31 @@ INSTANTIATE_TEST_SUITE_P(
                       B2Case{"FullyOrdered_ZeroFractions", 900, {1.0, 0.0, 0.0, 1.0, 1}},
                       B2Case{"FeRich_BothSides_Near_TC", 1000, {0.02, 0.98, 0.1, 0.9, 1}}),
     [](const ::testing::TestParamInfo<B2Case>& info) { return std::string(info.param.name); });
+
+TEST(HandBuiltB2Allocation, NothingAllocatedPerPointOnceResultsAreSized)
+{
+    kit::Loaded l = kit::ReadText(kB2);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    PhaseEvaluator ev(*l.db, l.db->findPhase("B2_BCC"));
+    ASSERT_TRUE(ev.partitioned());
+    const double y[] = {0.2, 0.8, 0.7, 0.3, 1.0};
+    PhaseProperties out;
+    ev.setTemperature(900.0, P0);
+    ASSERT_TRUE(ev.evaluate(y, 2, out)) << ev.why();
+    const long before = g_nAllocations.load();
+    double sum = 0.0;
+    bool ok = true;
+    for (double T = 400.0; T < 1600.0; T += 200.0) {
+        ev.setTemperature(T, P0);
+        for (int order = 0; order <= 2; ++order) {
+            ok = ev.evaluate(y, order, out) && ok;
+            sum += out.G;
+        }
+    }
+    EXPECT_EQ(g_nAllocations.load() - before, 0);
+    EXPECT_TRUE(ok) << ev.why();
+    EXPECT_TRUE(std::isfinite(sum));
+}
 
 // The tool: phases names the disordered part, eval takes y of the ordered
 // phase, with or without --ordered-part-only.
