@@ -125,7 +125,7 @@ Options parseArguments(const std::vector<std::string>& args)
         }
         static const std::set<std::string> withValue = {"--phase", "--T",      "--y",     "--P",
                                                         "--cache", "--engine", "--points", "--order", "--vary-T"};
-        static const std::set<std::string> flags = {"--json", "--csv", "--hessian"};
+        static const std::set<std::string> flags = {"--json", "--csv", "--hessian", "--ordered-part-only"};
         if (!withValue.count(option) && !flags.count(option))
             throw CliError(kExitUsage, "unknown option " + option + " (see thermfn --help)");
         if (!optionApplies(opts.command, option))
@@ -135,6 +135,7 @@ Options parseArguments(const std::vector<std::string>& args)
             if (option == "--json") json = true;
             if (option == "--csv") csv = true;
             if (option == "--hessian") opts.hessian = true;
+            if (option == "--ordered-part-only") opts.orderedPartOnly = true;
             continue;
         }
         if (!hasInlineValue) {
@@ -248,6 +249,9 @@ Options:
   --json | --csv                 machine-readable output (function, eval)
   --hessian                      with eval --json or --csv: second derivatives
                                  in the site fractions and T
+  --ordered-part-only            with eval of a phase with a disordered part
+                                 (DIS_PART): the ordered phase's own parameters
+                                 only, without the disordered contribution
   --cache FILE                   load the parsed database from FILE when it is a
                                  current cache of DB, otherwise parse DB and write FILE
   --engine plan|kernel           eval, bench: the compiled plan (default) or the

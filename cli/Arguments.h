@@ -28,6 +28,7 @@ struct Options
     double pressure = 101325.0;              //!< --P [Pa]
     Format format = Format::Table;
     bool hessian = false;                    //!< --hessian
+    bool orderedPartOnly = false;            //!< --ordered-part-only
     std::string cachePath;                   //!< --cache
     Engine engine = Engine::Plan;            //!< --engine: the compiled plan, or the kernel path for comparison
     size_t benchPoints = 100000;             //!< bench --points

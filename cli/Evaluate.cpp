@@ -9,11 +9,19 @@
 
 namespace thermfn {
 
+namespace {
+// --ordered-part-only: a partitioned phase without its disordered part.
+PhaseEvaluator::Part PartOf(const Options& opts)
+{
+    return opts.orderedPartOnly ? PhaseEvaluator::Part::OrderedOnly : PhaseEvaluator::Part::Whole;
+}
+}  // namespace
+
 EvalResults prepareGrid(ThermDatabase& db, const Options& opts)
 {
     const int index = requirePhase(db, opts.phase);
     const CVxPhase& phase = *db.phases[index].phase;
-    PhaseEvaluator evaluator(db, index);
+    PhaseEvaluator evaluator(db, index, PartOf(opts));
     if (!evaluator.evaluable())
         throw CliError(kExitFailure, std::string("phase ") + phase.m_szPhaseName + " cannot be evaluated: " +
                                          evaluator.why());
@@ -35,7 +43,8 @@ size_t streamGrid(ThermDatabase& db, const Options& opts, const EvalResults& lay
                   std::ostream& out, std::ostream& err)
 {
     PlanEvaluator evaluator(db, db.findPhase(layout.phase),
-                            opts.engine == Engine::Kernel ? PlanEvaluator::Engine::kKernel : PlanEvaluator::Engine::kPlan);
+                            opts.engine == Engine::Kernel ? PlanEvaluator::Engine::kKernel : PlanEvaluator::Engine::kPlan,
+                            PartOf(opts));
     if (!evaluator.coverage().empty())
         err << "thermfn: note: phase " << layout.phase << ": " << evaluator.coverage()
             << "; evaluated by the kernel path\n";

@@ -52,6 +52,8 @@ void showPhases(ThermDatabase& db, std::ostream& out)
     for (const ThermDatabase::PhaseRecord& rec : db.phases) {
         const CVxPhase& phase = *rec.phase;
         std::string evaluable = phase.m_bEvaluable ? "yes" : "no: " + phase.m_NotEvaluableWhy;
+        if (phase.m_bEvaluable && phase.m_nModelType == 10 && phase.m_szDoName[0])
+            evaluable += std::string(", with disordered part ") + phase.m_szDoName;
         rows.push_back({phase.m_szPhaseName, std::to_string(phase.m_nSublatticeCount), siteRatios(phase),
                         constituents(phase, *rec.gibbs), std::to_string(rec.functions->m_FktArray.m_nSize),
                         evaluable});

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <limits>
 
+#include "PartitionedPhase.h"
+#include "database/PhasePartition.h"
 #include "database/ThermDatabase.h"
 #include "host/myCString.h"
 #include "thermfunctions/TTempArray.h"
@@ -48,8 +50,8 @@ bool IsWeightedReciprocal(const TThermFktData& d)
 // The products that leave one or two factors out come from prefix and suffix
 // products: nothing is divided by a site fraction, and a fraction of zero
 // gives the exact limit.
-double AddReciprocalTerm(const TThermFkt& f, int order, int tp, myCArray<double, double>& grad, CVxMatrix& hess,
-                         CVxMatrix* hessGT)
+double AddReciprocalTerm(const TThermFkt& f, double* const* y, int order, int tp, myCArray<double, double>& grad,
+                         CVxMatrix& hess, CVxMatrix* hessGT)
 {
     const TThermFktData& d = *f.m_pFktData;
     const int n = d.m_nConstituents;
@@ -62,13 +64,13 @@ double AddReciprocalTerm(const TThermFkt& f, int order, int tp, myCArray<double,
     double coef[kMaxFactors][2];
     int m = 0;
     for (int e = 0; e < n; ++e, ++m) {
-        value[m] = *f.m_pY[e];
+        value[m] = *y[e];
         entry[m][0] = e;
         entry[m][1] = -1;
         coef[m][0] = 1.0;
         coef[m][1] = 0.0;
     }
-    value[m] = *f.m_pY[first] - *f.m_pY[first + 1];
+    value[m] = *y[first] - *y[first + 1];
     entry[m][0] = first;
     entry[m][1] = first + 1;
     coef[m][0] = 1.0;
@@ -175,7 +177,7 @@ std::string RangesText(TThermFkt& f)
 }
 }  // namespace
 
-PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
+PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex, Part part)
     : db_(db), phase_(nullptr), gibbs_(nullptr), list_(nullptr), phaseIndex_(phaseIndex)
 {
     if (phaseIndex < 0 || phaseIndex >= static_cast<int>(db.phases.size())) {
@@ -213,14 +215,28 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
     dg_.assign(n + 1, 0.0);
     dLn_.assign(n + 1, 0.0);
 
+    // A partitioned phase takes the magnetic model of its disordered part when
+    // it has none of its own.
+    CVxPhase* magnetic = phase_;
+    PhasePartition partition;
+    if (part == Part::Whole && findPartition(db, phaseIndex, partition, partitionWhy_)) {
+        partitioned_ = std::make_unique<PartitionedPhase>(db, partition, kSiteFractionFloor);
+        if (!partitioned_->ok()) {
+            partitionWhy_ = partitioned_->why();
+            partitioned_.reset();
+        } else {
+            magneticScale_ = partition.scale;
+            if (!(phase_->m_dMagneticP > 0.0)) magnetic = db.phases[static_cast<size_t>(partition.disordered)].phase.get();
+        }
+    }
     // A factor of 0 selects the magnetic model with Curie and Neel
     // temperatures, which PropertyTerms evaluates.
-    if (phase_->m_dMagneticP > 0.0 && phase_->m_dAFMFactor != 0.0) {
+    if (magnetic->m_dMagneticP > 0.0 && magnetic->m_dAFMFactor != 0.0) {
         magneticModel_ = true;
-        magnetic_.Initialize(phase_->m_dMagneticP, phase_);
+        magnetic_.Initialize(magnetic->m_dMagneticP, magnetic);
         // Initialize picks the factor from the phase name; the database's
         // TYPE_DEFINITION is the authority.
-        afm_ = phase_->m_dAFMFactor;
+        afm_ = magnetic->m_dAFMFactor;
         magnetic_.m_dAFMFactor = afm_;
     }
 
@@ -230,7 +246,7 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex)
     for (int i = 0; i < functionCount_; ++i) {
         TThermFkt* f = list_->m_FktArray.m_pData[i];
         const TThermFktData& d = *f->m_pFktData;
-        if (d.m_bDoSet) continue;
+        if (d.m_bDoSet && !partitioned_) continue;
         const int type = d.m_nFktType;
         if (type != kTypeGibbs && !(magneticModel_ && (type == kTypeCurie || type == kTypeMoment))) continue;
         modelParameters_.push_back(f);
@@ -250,13 +266,15 @@ PhaseEvaluator::~PhaseEvaluator() = default;
 
 bool PhaseEvaluator::evaluable() const
 {
-    return phase_ != nullptr && phase_->m_bEvaluable != 0 && (!ionic_ || ionic_->problem().empty());
+    return phase_ != nullptr && phase_->m_bEvaluable != 0 && partitionWhy_.empty() &&
+           (!ionic_ || ionic_->problem().empty());
 }
 
 const std::string& PhaseEvaluator::why() const
 {
     if (phase_ != nullptr && phase_->m_bEvaluable == 0) return phase_->m_NotEvaluableWhy;
     if (ionic_ && !ionic_->problem().empty()) return ionic_->problem();
+    if (!partitionWhy_.empty()) return partitionWhy_;
     return why_.empty() ? rangeWhy_ : why_;
 }
 
@@ -354,6 +372,49 @@ void PhaseEvaluator::checkTemperatureRanges()
     }
 }
 
+double PhaseEvaluator::sumParameters(bool doSet, int order, double& TC, double& beta)
+{
+    const int tp = phase_->m_nTPos;
+    double G = 0.0;
+    const int nFkt = list_->m_FktArray.m_nSize;
+    for (int i = 0; i < nFkt; ++i) {
+        TThermFkt* f = list_->m_FktArray.m_pData[i];
+        const TThermFktData* d = f->m_pFktData;
+        if ((d->m_bDoSet != 0) != doSet) continue;
+        const int type = d->m_nFktType;
+        double* sum;
+        myCArray<double, double>* grad;
+        CVxMatrix* hess;
+        CVxMatrix* hessGT = nullptr;
+        if (type == kTypeGibbs) {
+            sum = &G;
+            grad = doSet ? &phase_->m_do_GradG : &phase_->m_GradG;
+            hess = doSet ? &phase_->m_do_HessG : &phase_->m_HessG;
+            hessGT = doSet ? &phase_->m_do_HessGT : &phase_->m_HessGT;
+        } else if (magneticModel_ && type == kTypeCurie) {
+            sum = &TC;
+            grad = doSet ? &phase_->m_do_GradTC : &phase_->m_GradTC;
+            hess = doSet ? &phase_->m_do_HessTC : &phase_->m_HessTC;
+        } else if (magneticModel_ && type == kTypeMoment) {
+            sum = &beta;
+            grad = doSet ? &phase_->m_do_GradBMAGN : &phase_->m_GradBMAGN;
+            hess = doSet ? &phase_->m_do_HessBMAGN : &phase_->m_HessBMAGN;
+        } else {
+            continue;
+        }
+        if (reciprocal_[static_cast<size_t>(i)]) {
+            // value and derivatives are ours; the function shows the value it contributes
+            const bool active = !d->m_bDisabled && f->m_pPhase != nullptr;
+            f->m_dAktVal_F =
+                active ? AddReciprocalTerm(*f, doSet ? f->m_pDoY : f->m_pY, order, tp, *grad, *hess, hessGT) : 0.0;
+        } else {
+            f->Calc(order, 1.0);
+        }
+        *sum += f->m_dAktVal_F;
+    }
+    return G;
+}
+
 bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
 {
     if (!evaluable()) return false;  // why() gives the phase's reason
@@ -386,6 +447,7 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
     const int tp = phase_->m_nTPos;
     const double T = T_;
     const double R = kGasConstant;
+    const double Rm = R * magneticScale_;  // the magnetic term, per formula unit of the phase
 
     // Parameter terms: the raised fractions (see the header).
     double* Y = phase_->m_Y.m_pData;
@@ -395,42 +457,13 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
         Y[v] = yf;
         lnY_[static_cast<size_t>(v)] = std::log(yf);
     }
-    phase_->ZeroResults();
     double Gpar = 0.0, TC = 0.0, beta = 0.0;
-    const int nFkt = list_->m_FktArray.m_nSize;
-    for (int i = 0; i < nFkt; ++i) {
-        TThermFkt* f = list_->m_FktArray.m_pData[i];
-        const TThermFktData* d = f->m_pFktData;
-        if (d->m_bDoSet) continue;
-        const int type = d->m_nFktType;
-        double* sum;
-        myCArray<double, double>* grad;
-        CVxMatrix* hess;
-        CVxMatrix* hessGT = nullptr;
-        if (type == kTypeGibbs) {
-            sum = &Gpar;
-            grad = &phase_->m_GradG;
-            hess = &phase_->m_HessG;
-            hessGT = &phase_->m_HessGT;
-        } else if (magneticModel_ && type == kTypeCurie) {
-            sum = &TC;
-            grad = &phase_->m_GradTC;
-            hess = &phase_->m_HessTC;
-        } else if (magneticModel_ && type == kTypeMoment) {
-            sum = &beta;
-            grad = &phase_->m_GradBMAGN;
-            hess = &phase_->m_HessBMAGN;
-        } else {
-            continue;
-        }
-        if (reciprocal_[static_cast<size_t>(i)]) {
-            // value and derivatives are ours; the function shows the value it contributes
-            const bool active = !d->m_bDisabled && f->m_pPhase != nullptr;
-            f->m_dAktVal_F = active ? AddReciprocalTerm(*f, order, tp, *grad, *hess, hessGT) : 0.0;
-        } else {
-            f->Calc(order, 1.0);
-        }
-        *sum += f->m_dAktVal_F;
+    auto sumSet = [&](bool doSet, double& tc, double& b) { return sumParameters(doSet, order, tc, b); };
+    if (partitioned_) {
+        Gpar = partitioned_->sum(order, magneticModel_, sumSet, TC, beta);
+    } else {
+        phase_->ZeroResults();
+        Gpar = sumSet(false, TC, beta);
     }
 
     // Ideal mixing with the exact fractions, and the atoms per formula unit.
@@ -474,7 +507,7 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
                 gTT = -(gT + TCp * gTC) / T;
             }
         }
-        Gmag = R * T * lnB * g;
+        Gmag = Rm * T * lnB * g;
     }
 
     // Einstein, two-state and Curie-Neel magnetic terms, over (y..., T)
@@ -510,7 +543,7 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
     auto magGrad = [&](int r) {
         if (!magneticModel_) return 0.0;
         const size_t u = static_cast<size_t>(r);
-        return R * ((r == n ? lnB * g : 0.0) + T * (dLn_[u] * g + lnB * dg_[u]));
+        return Rm * ((r == n ? lnB * g : 0.0) + T * (dLn_[u] * g + lnB * dg_[u]));
     };
 
     const double* gradG = phase_->m_GradG.m_pData;
@@ -554,7 +587,7 @@ bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
                                    gTT * dr * dc;
                 const double d2Ln = lnB2 * dBeta_[ur] * dBeta_[uc] + lnB1 * kB * HB(ph(r), ph(c));
                 // second derivatives of R * T * ln(beta'+1) * g, T being variable n
-                h += R * (dr * (dLn_[uc] * g + lnB * dg_[uc]) + dc * (dLn_[ur] * g + lnB * dg_[ur]) +
+                h += Rm * (dr * (dLn_[uc] * g + lnB * dg_[uc]) + dc * (dLn_[ur] * g + lnB * dg_[ur]) +
                           T * (d2Ln * g + dLn_[ur] * dg_[uc] + dLn_[uc] * dg_[ur] + lnB * d2g));
             }
             out.hessian[static_cast<size_t>(r * dim + c)] = h;

@@ -43,8 +43,7 @@
 // Einstein, two-state and Curie-Neel magnetic terms of PropertyTerms, which
 // are added to G with their derivatives.  Interaction parameters of the
 // kernel's type 1 carry a value without derivatives and do-set parameters
-// belong to the ordered-phase model; neither is part of this model and both
-// are left out.
+// count only for a partitioned phase (below); type 1 is left out.
 //
 // Temperature ranges.  The kernel gives a function whose ranges do not cover T
 // the value 0, silently.  setTemperature therefore follows every parameter of
@@ -52,6 +51,16 @@
 // read (also through other symbols); if one of them has pieces but none
 // covering T, evaluate() refuses, and why() names the function and its ranges.
 // A symbol read only by a piece of another temperature range does not count.
+//
+// Partitioned phases.  A phase with a disordered part (model code 10, its do_
+// set holding the disordered phase's parameters) evaluates through the same
+// calls: the parameter sums G, TC and beta are those of PartitionedPhase.h,
+// ideal mixing is over the phase's own y, and the magnetic term comes from the
+// partitioned TC and beta with the phase's magnetic model (the disordered
+// phase's when the ordered one has none), multiplied like the disordered part
+// by the disordered formula units per ordered formula unit (1 in the usual
+// site ratios).  Part::OrderedOnly evaluates the ordered phase's own
+// parameters only, as if it had no disordered part.
 //
 // Calling order: setTemperature(T, P) runs the kernel's temperature step (power
 // table, symbol functions, the phase's parameter list); evaluate() then takes
@@ -73,6 +82,7 @@ class PropertyTerms;
 class ThermDatabase;
 class CVxGibbs;
 class CVxPhase;
+class PartitionedPhase;
 class TThermFkt;
 class TThermFktMgr;
 
@@ -103,9 +113,17 @@ public:
     //! Site fractions below this are raised to it for the parameter terms only
     static constexpr double kSiteFractionFloor = 1e-30;
 
+    //! What of a partitioned phase to evaluate (other phases ignore it).
+    enum class Part { Whole, OrderedOnly };
+
     // Binds to phase number phaseIndex of db (which must outlive the evaluator).
-    PhaseEvaluator(ThermDatabase& db, int phaseIndex);
+    PhaseEvaluator(ThermDatabase& db, int phaseIndex, Part part = Part::Whole);
     ~PhaseEvaluator();
+    PhaseEvaluator(const PhaseEvaluator&) = delete;
+    PhaseEvaluator& operator=(const PhaseEvaluator&) = delete;
+
+    //! True when the phase evaluates with its disordered part.
+    bool partitioned() const { return partitioned_ != nullptr; }
 
     //! False when the reader marked the phase not evaluable; why() gives the reason.
     bool evaluable() const;
@@ -141,6 +159,10 @@ private:
     void checkTemperatureRanges();
     //! evaluate() of a two-sublattice ionic liquid (IonicLiquidPhase)
     bool evaluateIonicLiquid(const double* y, int order, PhaseProperties& out);
+    // Sums the parameters of one set (regular or do_) into that set's result
+    // arrays at the phase's site fractions; returns the G sum, the TC and beta
+    // sums through the arguments.
+    double sumParameters(bool doSet, int order, double& TC, double& beta);
 
     ThermDatabase& db_;     //!< the database (symbol list, phases)
     CVxPhase* phase_;       //!< the phase (owned by db_), null for an unknown index
@@ -176,6 +198,9 @@ private:
     std::unique_ptr<IonicLiquidPhase> ionic_;
     std::string rangeWhy_;  //!< why T is outside a range of a function in use; empty when covered
     std::string why_;       //!< reason of the last refusal other than a not-evaluable phase
+    std::unique_ptr<PartitionedPhase> partitioned_;  //!< the partitioned model; null for other phases
+    std::string partitionWhy_;  //!< why a phase with a disordered part cannot be partitioned; empty otherwise
+    double magneticScale_ = 1.0;  //!< formula units of the magnetic model per formula unit of the phase
 };
 
 #endif

@@ -10,15 +10,15 @@ namespace {
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 }  // namespace
 
-PlanEvaluator::PlanEvaluator(ThermDatabase& db, int phaseIndex, Engine engine)
-    : db_(db), phaseIndex_(phaseIndex), engine_(engine)
+PlanEvaluator::PlanEvaluator(ThermDatabase& db, int phaseIndex, Engine engine, PhaseEvaluator::Part part)
+    : db_(db), phaseIndex_(phaseIndex), engine_(engine), part_(part)
 {
     build();
 }
 
 void PlanEvaluator::build()
 {
-    kernel_ = std::make_unique<PhaseEvaluator>(db_, phaseIndex_);
+    kernel_ = std::make_unique<PhaseEvaluator>(db_, phaseIndex_, part_);
     planned_ = false;
     coverage_.clear();
     temperatureSet_ = false;
@@ -28,6 +28,10 @@ void PlanEvaluator::build()
     ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
     functionCount_ = rec.functions->m_FktArray.m_nSize;
     if (engine_ == Engine::kKernel) return;
+    if (kernel_->partitioned()) {
+        coverage_ = "not covered: the phase is partitioned with its disordered part";
+        return;
+    }
     coverage_ = PlanBuilder::build(db_, phaseIndex_, plan_, step_);
     planned_ = coverage_.empty();
     if (planned_) plan_.prepare(point_);

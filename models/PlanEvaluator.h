@@ -31,7 +31,10 @@ class PlanEvaluator
 public:
     enum class Engine { kPlan, kKernel };
 
-    PlanEvaluator(ThermDatabase& db, int phaseIndex, Engine engine = Engine::kPlan);
+    // part as for PhaseEvaluator; a partitioned phase (Part::Whole) takes the
+    // kernel path, the plan holding the regular set only.
+    PlanEvaluator(ThermDatabase& db, int phaseIndex, Engine engine = Engine::kPlan,
+                  PhaseEvaluator::Part part = PhaseEvaluator::Part::Whole);
 
     bool evaluable() const { return kernel_->evaluable(); }
     //! As PhaseEvaluator::why: the phase's reason, a refusal, or the range refusal of the last temperature.
@@ -73,6 +76,7 @@ private:
     ThermDatabase& db_;
     int phaseIndex_;
     Engine engine_;
+    PhaseEvaluator::Part part_;
     std::unique_ptr<PhaseEvaluator> kernel_;
     EvaluationPlan plan_;
     TemperatureStep step_;

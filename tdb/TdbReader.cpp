@@ -20,6 +20,7 @@
 #include "TdbKeywords.h"
 #include "TdbSource.h"
 #include "database/ContentDigest.h"
+#include "database/PhasePartition.h"
 #include "database/ThermDatabase.h"
 #include "models/IonicLiquidPhase.h"
 #include "models/PropertyTerms.h"
@@ -92,6 +93,8 @@ struct TypeDefinition
     double p = 0.0;         //!< structure factor
     std::string text;       //!< the declaration as written (for messages)
     size_t offset = 0;
+    std::string amended;    //!< the phase the declaration amends (DIS_PART: the ordered phase)
+    std::string disordered; //!< DIS_PART: the disordered phase it names
 };
 
 struct PhaseInfo
@@ -100,6 +103,7 @@ struct PhaseInfo
     std::string suffix;     //!< text after ":" in the phase name
     size_t offset = 0;      //!< where its PHASE command starts
     bool constituents = false;
+    std::string disorderedPart;  //!< the disordered phase of an ordered phase with DIS_PART, else empty
 };
 
 // A word of a command with where it starts.
@@ -281,6 +285,8 @@ private:
     // The order in which to read FUNCTION commands: each after the ones its
     // text names (where that has an order), otherwise in file order.
     std::vector<size_t> readingOrder(const std::vector<const std::pair<const Command*, size_t>*>& definitions);
+    std::vector<size_t> bindingOrder() const;
+    void attachDisorderedPartOf(size_t phase);
     void bind();
     void reportDuplicates(TThermFktMgr& list);
     std::unordered_map<const TThermFktData*, size_t> parameterAt_;  //!< where each parameter's command starts
@@ -731,7 +737,13 @@ void Builder::typeDefinition(const Command& c, size_t bodyBegin)
             }
             def.kind = TypeDefinition::Kind::Magnetic;
         } else if (abbreviates(what, "DIS_PART") || abbreviates(what, "DISORDERED_PART")) {
+            if (u.size() < 5 || u[4].empty()) {
+                error(w[0].offset, cmd, "expected DIS_PART followed by the name of the disordered phase");
+                return;
+            }
             def.kind = TypeDefinition::Kind::DisorderedPart;
+            def.amended = u[2];
+            def.disordered = u[4];
         }
     }
     typeDefs_[code].push_back(def);
@@ -905,9 +917,11 @@ void Builder::applyTypeDefinitions()
                     ph.m_dAFMFactor = def.afm;
                     if (ionicLiquid)
                         notEvaluable(static_cast<int>(p), "a magnetic ionic liquid is not in the ionic-liquid model");
-                } else if (def.kind == TypeDefinition::Kind::DisorderedPart) {
-                    notEvaluable(static_cast<int>(p), "order-disorder partitioning (" + def.text +
-                                                          ") is not modelled");
+                } else if (def.kind == TypeDefinition::Kind::DisorderedPart && def.amended == name) {
+                    // Databases attach the code to the disordered phase too; only the
+                    // phase the declaration names is partitioned, the other is an
+                    // ordinary phase with its own parameters.
+                    phaseInfo_[p].disorderedPart = def.disordered;
                 }
             }
         }
@@ -1168,13 +1182,46 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     ++report_.parameters;
 }
 
+std::vector<size_t> Builder::bindingOrder() const
+{
+    // A phase with a disordered part comes after the others: the copies of
+    // that part's parameters are taken once its wildcards are expanded.
+    std::vector<size_t> order;
+    for (int pass = 0; pass < 2; ++pass)
+        for (size_t p = 0; p < db_.phases.size(); ++p)
+            if (phaseInfo_[p].disorderedPart.empty() == (pass == 0)) order.push_back(p);
+    return order;
+}
+
+void Builder::attachDisorderedPartOf(size_t p)
+{
+    const std::string& name = phaseInfo_[p].disorderedPart;
+    if (name.empty()) return;
+    const int d = db_.findPhase(name);
+    if (d < 0) {
+        notEvaluable(static_cast<int>(p), "its disordered part " + name + " is not a phase of the database");
+        return;
+    }
+    PhasePartition partition;
+    const std::string why = planPartition(db_, static_cast<int>(p), d, partition);
+    if (!why.empty()) {
+        notEvaluable(static_cast<int>(p), why);
+        return;
+    }
+    const CVxPhase& dis = *db_.phases[static_cast<size_t>(d)].phase;
+    if (!dis.m_bEvaluable)
+        notEvaluable(static_cast<int>(p), "its disordered part " + name + " is not evaluable: " + dis.m_NotEvaluableWhy);
+    attachDisorderedPart(db_, static_cast<int>(p), d);
+}
+
 void Builder::bind()
 {
     TThermFktMgr& symbols = *dm_.GetSymbolFktMgr();
     symbols.LinkSymbols(&dm_, nullptr);
-    for (size_t p = 0; p < db_.phases.size(); ++p) {
+    for (size_t p : bindingOrder()) {
         ThermDatabase::PhaseRecord& rec = db_.phases[p];
         const std::string cmd = std::string("PHASE ") + rec.phase->m_szPhaseName;
+        attachDisorderedPartOf(p);
         rec.phase->SetupVariables();
         TThermFktMgr& list = *rec.functions;
         list.LinkSymbols(&dm_, rec.gibbs.get());

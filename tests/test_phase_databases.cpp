@@ -311,7 +311,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {"BCC_A2", "FCC_A1", "LIQUID", "LAVES_C14", "LAVES_C15", "MU_PHASE", "SIGMA"},
                      Coverage{7, 2, 4, 2, 1, 1, 0, {}}},
         // the liquid, FCC_A1 and the partitioned FCC_L12 are not evaluable (parameters
-        // the reader cannot take, order-disorder model); the compounds are
+        // refer to functions the file leaves undefined); the compounds are
         DatabaseCase{"AlNiPt", "alnipt.tdb", 500, 1100, {}, {"AL3NI2", "BCC_B2", "ALPT", "AL3NI1", "PT2AL"},
                      Coverage{11, 0, 2, 2, 0, 0, 0, {}}},
         // HCP_A3 carries G(HCP_A3,AL,TI:N,VA;1), a reciprocal term with a

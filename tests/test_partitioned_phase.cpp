@@ -1,0 +1,564 @@
+// Order-disorder partitioned phases: a hand-built binary B2 whose G is written
+// out here, the disordered phase as an ordinary phase, the refusal of pairings
+// that break the model, and on the published databases the vanishing ordering
+// energy, symmetry under permuted sublattices and derivatives against
+// differences of G.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <sstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/Arguments.h"
+#include "cli/CliError.h"
+#include "cli/Commands.h"
+#include "cli/EvalWriter.h"
+#include "cli/Output.h"
+#include "database/PhasePartition.h"
+#include "models/PhaseEvaluator.h"
+#include "support/AllocationCounter.h"
+#include "support/HillertJarl.h"
+#include "support/PublishedWithoutDefects.h"
+#include "support/TdbTestKit.h"
+
+namespace {
+
+const double R = 8.3145;  // J/(mol K)
+const double P0 = 101325.0;
+
+double xlnx(double x) { return x > 0 ? x * std::log(x) : 0.0; }
+
+// A binary Al-Fe B2 with its disordered BCC_A2.  Code A (magnetic) and B
+// (the DIS_PART naming B2_BCC) are attached to both phases, as published
+// databases do.  The disordered part is magnetic, the ordered part carries a
+// TC of its own.
+const char* kB2 = R"(
+ELEMENT VA VACUUM 0 0 0 !
+ELEMENT AL FCC_A1 26.98 0 0 !
+ELEMENT FE BCC_A2 55.85 0 0 !
+TYPE_DEFINITION % SEQ * !
+TYPE_DEFINITION A GES A_P_D BCC_A2 MAGNETIC -1.0 0.4 !
+TYPE_DEFINITION B GES A_P_D B2_BCC DIS_PART BCC_A2 !
+PHASE BCC_A2 %AB 2 1 3 !
+CONSTITUENT BCC_A2 :AL,FE:VA: !
+PHASE B2_BCC %AB 3 0.5 0.5 3 !
+CONSTITUENT B2_BCC :AL,FE:AL,FE:VA: !
+PARAMETER G(BCC_A2,AL:VA;0) 298.15 -1000+2*T; 6000 N !
+PARAMETER G(BCC_A2,FE:VA;0) 298.15 -2000+3*T-0.5*T*LN(T); 6000 N !
+PARAMETER L(BCC_A2,AL,FE:VA;0) 298.15 -30000+5*T; 6000 N !
+PARAMETER L(BCC_A2,AL,FE:VA;1) 298.15 4000; 6000 N !
+PARAMETER TC(BCC_A2,FE:VA;0) 298.15 1043; 6000 N !
+PARAMETER BMAGN(BCC_A2,FE:VA;0) 298.15 2.22; 6000 N !
+PARAMETER G(B2_BCC,AL:FE:VA;0) 298.15 -8000+T; 6000 N !
+PARAMETER G(B2_BCC,FE:AL:VA;0) 298.15 -8000+T; 6000 N !
+PARAMETER TC(B2_BCC,AL:FE:VA;0) 298.15 -200; 6000 N !
+PARAMETER TC(B2_BCC,FE:AL:VA;0) 298.15 -200; 6000 N !
+)";
+
+// The magnetic term R*T*ln(beta'+1)*g(T/TC') of a BCC phase (p = 0.4, factor -1).
+double MagneticG(double T, double TC, double beta)
+{
+    if (TC < 0) TC = -TC;
+    if (beta < 0) beta = -beta;
+    return TC == 0 ? 0.0 : R * T * std::log(beta + 1) * hj::g(T / TC, 0.4);
+}
+
+// The disordered BCC_A2 per mole of formula units (AL, FE : VA), written out.
+double DisorderedParameters(double T, double xAl, double xFe)
+{
+    const double gAl = -1000 + 2 * T, gFe = -2000 + 3 * T - 0.5 * T * std::log(T);
+    return xAl * gAl + xFe * gFe + xAl * xFe * ((-30000 + 5 * T) + 4000 * (xAl - xFe));
+}
+double DisorderedG(double T, double xAl, double xFe)
+{
+    return DisorderedParameters(T, xAl, xFe) + R * T * (xlnx(xAl) + xlnx(xFe)) + MagneticG(T, 1043 * xFe, 2.22 * xFe);
+}
+
+TEST(DisorderedPart, PhaseNamedOnlyAsDisorderedPartIsAnOrdinaryPhase)
+{
+    kit::Loaded l = kit::ReadText(kB2);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    PhaseEvaluator ev(*l.db, l.db->findPhase("BCC_A2"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    PhaseProperties out;
+    for (double T : {400.0, 1000.0, 1500.0}) {
+        ev.setTemperature(T, P0);
+        for (double xAl : {0.0, 0.3, 0.75}) {
+            const double y[] = {xAl, 1 - xAl, 1.0};
+            ASSERT_TRUE(ev.evaluate(y, 0, out)) << ev.why();
+            EXPECT_NEAR(out.G, DisorderedG(T, xAl, 1 - xAl), 1e-8 * std::fabs(out.G) + 1e-8) << T << " " << xAl;
+        }
+    }
+}
+
+// The partitioned B2, written out: y = (AL#1, FE#1, AL#2, FE#2, VA#3).
+double OrderedParameters(double T, const double* y)
+{
+    return (-8000 + T) * (y[0] * y[3] + y[1] * y[2]);
+}
+double OrderedTC(const double* y) { return -200.0 * (y[0] * y[3] + y[1] * y[2]); }
+
+double PartitionedG(double T, const double* y)
+{
+    const double xAl = 0.5 * (y[0] + y[2]), xFe = 0.5 * (y[1] + y[3]);
+    const double yx[] = {xAl, xFe, xAl, xFe, 1.0};
+    const double ordering = OrderedParameters(T, y) - OrderedParameters(T, yx);
+    const double TC = 1043 * xFe + OrderedTC(y) - OrderedTC(yx);
+    const double ideal = R * T * (0.5 * (xlnx(y[0]) + xlnx(y[1])) + 0.5 * (xlnx(y[2]) + xlnx(y[3])));
+    return DisorderedParameters(T, xAl, xFe) + ordering + ideal + MagneticG(T, TC, 2.22 * xFe);
+}
+// Without the disordered part: the ordered parameters, its own TC and no moment (ln 1 = 0).
+double OrderedOnlyG(double T, const double* y)
+{
+    return OrderedParameters(T, y) + R * T * (0.5 * (xlnx(y[0]) + xlnx(y[1])) + 0.5 * (xlnx(y[2]) + xlnx(y[3])));
+}
+
+struct B2Case
+{
+    const char* name;
+    double T;
+    double y[5];
+};
+
+void PrintTo(const B2Case& c, std::ostream* os) { *os << c.name; }
+
+class HandBuiltB2 : public ::testing::TestWithParam<B2Case>
+{
+};
+
+TEST_P(HandBuiltB2, GibbsEnergyAsWrittenOut)
+{
+    const B2Case& c = GetParam();
+    kit::Loaded l = kit::ReadText(kB2);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    const int b2 = l.db->findPhase("B2_BCC");
+    PhaseEvaluator whole(*l.db, b2);
+    ASSERT_TRUE(whole.evaluable()) << whole.why();
+    ASSERT_TRUE(whole.partitioned());
+    ASSERT_EQ(whole.variableCount(), 5);
+    EXPECT_STREQ(whole.variableName(2), "AL");
+    EXPECT_EQ(whole.variableSublattice(2), 1);
+    PhaseProperties out;
+    whole.setTemperature(c.T, P0);
+    ASSERT_TRUE(whole.evaluate(c.y, 2, out)) << whole.why();
+    const double expected = PartitionedG(c.T, c.y);
+    EXPECT_NEAR(out.G, expected, 1e-9 * std::fabs(expected)) << c.name;
+    // one mole of atoms per formula unit (0.5 + 0.5 sites, vacancies on the third)
+    EXPECT_NEAR(out.atoms, 1.0, 1e-15);
+    // entropy from a central difference of the written-out G
+    const double h = 1e-3;
+    const double dGdT = (PartitionedG(c.T + h, c.y) - PartitionedG(c.T - h, c.y)) / (2 * h);
+    EXPECT_NEAR(out.dG_dT, dGdT, 1e-6 * std::fabs(dGdT) + 1e-6) << c.name;
+
+    PhaseEvaluator ordered(*l.db, b2, PhaseEvaluator::Part::OrderedOnly);
+    ASSERT_TRUE(ordered.evaluable()) << ordered.why();
+    EXPECT_FALSE(ordered.partitioned());
+    ordered.setTemperature(c.T, P0);
+    ASSERT_TRUE(ordered.evaluate(c.y, 0, out)) << ordered.why();
+    const double expectedOrdered = OrderedOnlyG(c.T, c.y);
+    EXPECT_NEAR(out.G, expectedOrdered, 1e-9 * std::fabs(expectedOrdered)) << c.name;
+}
+
+// TC of the disordered arrangement is 1043*x_Fe: the cases lie on both sides.
+INSTANTIATE_TEST_SUITE_P(
+    Cases, HandBuiltB2,
+    ::testing::Values(B2Case{"Disordered_Below_TC", 600, {0.3, 0.7, 0.3, 0.7, 1}},
+                      B2Case{"Ordered_Below_TC", 700, {0.1, 0.9, 0.6, 0.4, 1}},
+                      B2Case{"Ordered_Above_TC", 1300, {0.2, 0.8, 0.7, 0.3, 1}},
+                      B2Case{"FullyOrdered_ZeroFractions", 900, {1.0, 0.0, 0.0, 1.0, 1}},
+                      B2Case{"FeRich_BothSides_Near_TC", 1000, {0.02, 0.98, 0.1, 0.9, 1}}),
+    [](const ::testing::TestParamInfo<B2Case>& info) { return std::string(info.param.name); });
+
+TEST(HandBuiltB2Allocation, NothingAllocatedPerPointOnceResultsAreSized)
+{
+    kit::Loaded l = kit::ReadText(kB2);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    PhaseEvaluator ev(*l.db, l.db->findPhase("B2_BCC"));
+    ASSERT_TRUE(ev.partitioned());
+    const double y[] = {0.2, 0.8, 0.7, 0.3, 1.0};
+    PhaseProperties out;
+    ev.setTemperature(900.0, P0);
+    ASSERT_TRUE(ev.evaluate(y, 2, out)) << ev.why();
+    const long before = g_nAllocations.load();
+    double sum = 0.0;
+    bool ok = true;
+    for (double T = 400.0; T < 1600.0; T += 200.0) {
+        ev.setTemperature(T, P0);
+        for (int order = 0; order <= 2; ++order) {
+            ok = ev.evaluate(y, order, out) && ok;
+            sum += out.G;
+        }
+    }
+    EXPECT_EQ(g_nAllocations.load() - before, 0);
+    EXPECT_TRUE(ok) << ev.why();
+    EXPECT_TRUE(std::isfinite(sum));
+}
+
+// Keeps G of each point the tool computes.
+struct Collect : thermfn::EvalWriter
+{
+    std::vector<double> G;
+    void point(size_t, const PhaseProperties& p) override { G.push_back(p.G); }
+    void refused(size_t, double, double, const std::string& why) override { ADD_FAILURE() << why; }
+};
+
+// The tool: phases names the disordered part, eval takes y of the ordered
+// phase, with or without --ordered-part-only.
+TEST(HandBuiltB2Tool, PhasesAndEvalWithAndWithoutTheDisorderedPart)
+{
+    kit::Loaded l = kit::ReadText(kB2);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    std::ostringstream listing;
+    thermfn::showPhases(*l.db, listing);
+    EXPECT_NE(listing.str().find("yes, with disordered part BCC_A2"), std::string::npos) << listing.str();
+
+    const double y[] = {0.1, 0.9, 0.6, 0.4, 1.0};
+    const double T = 800.0;
+    for (bool orderedOnly : {false, true}) {
+        std::vector<std::string> args = {"eval", "b2.tdb", "--phase", "b2_bcc", "--T", "800",
+                                         "--y", "AL=0.1,FE=0.9:AL=0.6,FE=0.4:VA=1"};
+        if (orderedOnly) args.push_back("--ordered-part-only");
+        const thermfn::Options opts = thermfn::parseArguments(args);
+        EXPECT_EQ(opts.orderedPartOnly, orderedOnly);
+        const thermfn::EvalResults layout = thermfn::prepareGrid(*l.db, opts);
+        ASSERT_EQ(layout.compositions.size(), 1u);
+        Collect points;
+        std::ostringstream out, err;
+        EXPECT_EQ(thermfn::streamGrid(*l.db, opts, layout, points, out, err), 0u) << err.str();
+        ASSERT_EQ(points.G.size(), 1u);
+        const double expected = orderedOnly ? OrderedOnlyG(T, y) : PartitionedG(T, y);
+        EXPECT_NEAR(points.G[0], expected, 1e-9 * std::fabs(expected)) << orderedOnly;
+    }
+    try {
+        thermfn::parseArguments({"phases", "b2.tdb", "--ordered-part-only"});
+        ADD_FAILURE() << "phases took --ordered-part-only";
+    } catch (const thermfn::CliError& e) {
+        EXPECT_NE(std::string(e.what()).find("does not apply to phases"), std::string::npos) << e.what();
+    }
+}
+
+// An ordered phase of 1:1:6 sites holds two formula units of the 1:3
+// disordered phase: every part of G_dis, the magnetic term included, counts
+// twice, and a disordered arrangement gives twice the disordered G.
+TEST(HandBuiltB2Scale, TwoDisorderedFormulaUnitsPerOrderedOne)
+{
+    const std::string text = std::string(kB2) +
+                             "TYPE_DEFINITION C GES A_P_D B2X DIS_PART BCC_A2 !\n"
+                             "PHASE B2X %AC 3 1 1 6 !\nCONSTITUENT B2X :AL,FE:AL,FE:VA: !\n"
+                             "PARAMETER G(B2X,AL:FE:VA;0) 298.15 -5000; 6000 N !\n";
+    kit::Loaded l = kit::ReadText(text);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    PhasePartition partition;
+    std::string why;
+    ASSERT_TRUE(findPartition(*l.db, l.db->findPhase("B2X"), partition, why)) << why;
+    EXPECT_DOUBLE_EQ(partition.scale, 2.0);
+    PhaseEvaluator ev(*l.db, l.db->findPhase("B2X"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    PhaseProperties out;
+    for (double T : {500.0, 1300.0})
+        for (double xAl : {0.2, 0.6}) {
+            const double y[] = {xAl, 1 - xAl, xAl, 1 - xAl, 1.0};
+            ev.setTemperature(T, P0);
+            ASSERT_TRUE(ev.evaluate(y, 0, out)) << ev.why();
+            const double expected = 2.0 * DisorderedG(T, xAl, 1 - xAl);
+            EXPECT_NEAR(out.G, expected, 1e-9 * std::fabs(expected)) << T << " " << xAl;
+            EXPECT_NEAR(out.atoms, 2.0, 1e-15);
+        }
+}
+
+// ---------------------------------------------------------------------------
+// Pairings the model cannot take are refused with the reason.
+
+std::string WithPhases(const std::string& disordered, const std::string& ordered, const std::string& typeDef)
+{
+    return "ELEMENT VA VACUUM 0 0 0 !\nELEMENT AL FCC_A1 26.98 0 0 !\nELEMENT FE BCC_A2 55.85 0 0 !\n"
+           "ELEMENT NI FCC_A1 58.69 0 0 !\nELEMENT C GRAPHITE 12.011 0 0 !\n" +
+           typeDef + disordered + ordered;
+}
+const std::string kTypeDef = "TYPE_DEFINITION B GES A_P_D ORD DIS_PART DIS !\n";
+const std::string kDis2 = "PHASE DIS %B 2 1 3 !\nCONSTITUENT DIS :AL,FE:VA: !\n";
+const std::string kOrd3 = "PHASE ORD %B 3 0.5 0.5 3 !\nCONSTITUENT ORD :AL,FE:AL,FE:VA: !\n";
+
+struct Refusal
+{
+    const char* name;
+    std::string tdb;
+    const char* reason;  // part of why()
+};
+
+void PrintTo(const Refusal& c, std::ostream* os) { *os << c.name; }
+
+class RefusedPairing : public ::testing::TestWithParam<Refusal>
+{
+};
+
+TEST_P(RefusedPairing, OrderedPhaseIsNotEvaluableAndSaysWhy)
+{
+    const Refusal& c = GetParam();
+    kit::Loaded l = kit::ReadText(c.tdb);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    const int ord = l.db->findPhase("ORD");
+    ASSERT_GE(ord, 0);
+    PhaseEvaluator ev(*l.db, ord);
+    EXPECT_FALSE(ev.evaluable());
+    EXPECT_NE(ev.why().find(c.reason), std::string::npos) << ev.why();
+    PhaseProperties out;
+    const std::vector<double> y(static_cast<size_t>(std::max(ev.variableCount(), 1)), 0.5);
+    ev.setTemperature(800, P0);
+    EXPECT_FALSE(ev.evaluate(y.data(), 0, out));
+    // the disordered phase itself stays an ordinary phase
+    EXPECT_TRUE(PhaseEvaluator(*l.db, l.db->findPhase("DIS")).evaluable());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, RefusedPairing,
+    ::testing::Values(
+        Refusal{"DisorderedWithThreeSublattices",
+                WithPhases("PHASE DIS %B 3 1 1 3 !\nCONSTITUENT DIS :AL,FE:AL:VA: !\n",
+                           "PHASE ORD %B 4 0.5 0.5 1 3 !\nCONSTITUENT ORD :AL,FE:AL,FE:AL:VA: !\n", kTypeDef),
+                "has 3 sublattices"},
+        Refusal{"OrderedWithNoMoreSublattices",
+                WithPhases(kDis2, "PHASE ORD %B 2 1 3 !\nCONSTITUENT ORD :AL,FE:VA: !\n", kTypeDef),
+                "no more sublattices"},
+        Refusal{"InterstitialsDiffer",
+                WithPhases(kDis2, "PHASE ORD %B 3 0.5 0.5 3 !\nCONSTITUENT ORD :AL,FE:AL,FE:C,VA: !\n", kTypeDef),
+                "differs from sublattice 2"},
+        Refusal{"SiteRatiosDiffer",
+                WithPhases(kDis2, "PHASE ORD %B 3 0.5 0.5 1 !\nCONSTITUENT ORD :AL,FE:AL,FE:VA: !\n", kTypeDef),
+                "site ratios"},
+        Refusal{"OrderedConstituentMissingFromDisordered",
+                WithPhases(kDis2, "PHASE ORD %B 3 0.5 0.5 3 !\nCONSTITUENT ORD :AL,FE,NI:AL,FE:VA: !\n", kTypeDef),
+                "NI of sublattice 1"},
+        Refusal{"UnknownDisorderedPhase",
+                WithPhases(kDis2, kOrd3, "TYPE_DEFINITION B GES A_P_D ORD DIS_PART NOSUCH !\n"),
+                "NOSUCH is not a phase"}),
+    [](const ::testing::TestParamInfo<Refusal>& info) { return std::string(info.param.name); });
+
+// ---------------------------------------------------------------------------
+// Every partitioned phase of the published databases
+
+struct Published
+{
+    const char* name;
+    const char* file;
+    const char* ordered;
+    std::vector<const char*> elements;  //!< substitutional constituents the compositions use
+    std::vector<double> temperatures;   //!< K
+    const char* defect;                 //!< a parameter whose function the file leaves undefined
+};
+
+void PrintTo(const Published& c, std::ostream* os) { *os << c.name; }
+
+class PublishedPartitioned : public ::testing::TestWithParam<Published>
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_GT(kit::ReadPublishedWithoutDefects(GetParam().file, *db_), 0);
+        ordered_ = db_->findPhase(GetParam().ordered);
+        ASSERT_GE(ordered_, 0);
+        std::string why;
+        ASSERT_TRUE(findPartition(*db_, ordered_, partition_, why)) << why;
+    }
+
+    // Fractions of ordered sublattice s (substitutional) from weights over the case's elements.
+    std::vector<double> Arrangement(PhaseEvaluator& ev, const std::vector<std::map<std::string, double>>& bySublattice)
+    {
+        std::vector<double> y(static_cast<size_t>(ev.variableCount()), 0.0);
+        for (int v = 0; v < ev.variableCount(); ++v) {
+            const int s = ev.variableSublattice(v);
+            const std::map<std::string, double>& m =
+                s == partition_.interstitial ? interstitial_ : bySublattice[static_cast<size_t>(s)];
+            auto it = m.find(ev.variableName(v));
+            if (it != m.end()) y[static_cast<size_t>(v)] = it->second;
+        }
+        return y;
+    }
+
+    std::unique_ptr<ThermDatabase> db_ = std::make_unique<ThermDatabase>();
+    int ordered_ = -1;
+    PhasePartition partition_;
+    std::map<std::string, double> interstitial_{{"VA", 1.0}};
+};
+
+// Normalised weights w_k = base_k + shift*k over the elements.
+std::map<std::string, double> Mix(const std::vector<const char*>& elements, double shift, int zeroAt = -1)
+{
+    std::map<std::string, double> m;
+    double sum = 0;
+    for (size_t k = 0; k < elements.size(); ++k) {
+        const double w = static_cast<int>(k) == zeroAt ? 0.0 : 1.0 + shift * static_cast<double>(k);
+        m[elements[k]] = w;
+        sum += w;
+    }
+    for (auto& e : m) e.second /= sum;
+    return m;
+}
+
+// As distributed, a parameter refers to a function the file leaves undefined:
+// the phase is refused naming it, not evaluated with a 0 in its place.
+TEST_P(PublishedPartitioned, AsDistributedRefusedForTheUndefinedFunctionOnly)
+{
+    const Published& c = GetParam();
+    kit::Loaded l = kit::ReadShared(c.file);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    PhaseEvaluator ev(*l.db, l.db->findPhase(c.ordered));
+    EXPECT_FALSE(ev.evaluable());
+    EXPECT_NE(ev.why().find(c.defect), std::string::npos) << ev.why();
+    EXPECT_EQ(ev.why().find("partition"), std::string::npos) << ev.why();
+    // without those parameters it is a partitioned phase like any other
+    PhaseEvaluator trimmed(*db_, ordered_);
+    EXPECT_TRUE(trimmed.evaluable()) << trimmed.why();
+    EXPECT_TRUE(trimmed.partitioned());
+}
+
+TEST_P(PublishedPartitioned, OrderingEnergyVanishesForADisorderedArrangement)
+{
+    const Published& c = GetParam();
+    PhaseEvaluator ord(*db_, ordered_), dis(*db_, partition_.disordered);
+    ASSERT_TRUE(ord.evaluable()) << ord.why();
+    ASSERT_TRUE(dis.evaluable()) << dis.why();
+    const size_t ns = db_->phases[static_cast<size_t>(ordered_)].phase->m_Constituents.size();
+    PhaseProperties po, pd;
+    for (double shift : {0.7, -0.15}) {
+        for (int zeroAt : {-1, 0}) {
+            const std::map<std::string, double> x = Mix(c.elements, shift, zeroAt);
+            const std::vector<double> y = Arrangement(ord, std::vector<std::map<std::string, double>>(ns, x));
+            std::vector<double> yd(static_cast<size_t>(dis.variableCount()), 0.0);
+            for (int v = 0; v < dis.variableCount(); ++v) {
+                const auto& m = dis.variableSublattice(v) == 0 ? x : interstitial_;
+                auto it = m.find(dis.variableName(v));
+                if (it != m.end()) yd[static_cast<size_t>(v)] = it->second;
+            }
+            for (double T : c.temperatures) {
+                ord.setTemperature(T, P0);
+                ASSERT_TRUE(ord.evaluate(y.data(), 1, po)) << ord.why();
+                dis.setTemperature(T, P0);
+                ASSERT_TRUE(dis.evaluate(yd.data(), 1, pd)) << dis.why();
+                const double tol = 1e-9 * std::max(std::fabs(pd.G), R * T);
+                EXPECT_NEAR(po.G, partition_.scale * pd.G, tol) << c.name << " T=" << T << " shift=" << shift;
+                EXPECT_NEAR(po.dG_dT, partition_.scale * pd.dG_dT, 1e-9 * std::max(std::fabs(pd.dG_dT), R))
+                    << c.name << " T=" << T;
+                EXPECT_NEAR(po.GM, pd.GM, tol) << c.name << " T=" << T;
+            }
+        }
+    }
+}
+
+TEST_P(PublishedPartitioned, PermutedSublatticesLeaveGUnchanged)
+{
+    const Published& c = GetParam();
+    PhaseEvaluator ev(*db_, ordered_);
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    const std::vector<int>& sub = partition_.substitutional;
+    std::vector<std::map<std::string, double>> mixes(
+        db_->phases[static_cast<size_t>(ordered_)].phase->m_Constituents.size());
+    const double shifts[] = {0.9, -0.2, 0.4, -0.1};
+    for (size_t k = 0; k < sub.size(); ++k)
+        mixes[static_cast<size_t>(sub[k])] = Mix(c.elements, shifts[k % 4], static_cast<int>(k % 2));
+    std::vector<int> perm(sub.size());
+    for (size_t k = 0; k < perm.size(); ++k) perm[k] = static_cast<int>(k);
+    PhaseProperties ref, out;
+    for (double T : c.temperatures) {
+        ev.setTemperature(T, P0);
+        const std::vector<double> y0 = Arrangement(ev, mixes);
+        ASSERT_TRUE(ev.evaluate(y0.data(), 0, ref)) << ev.why();
+        int checked = 0;
+        std::vector<int> p = perm;
+        do {
+            std::vector<std::map<std::string, double>> permuted = mixes;
+            for (size_t k = 0; k < sub.size(); ++k)
+                permuted[static_cast<size_t>(sub[k])] = mixes[static_cast<size_t>(sub[static_cast<size_t>(p[k])])];
+            const std::vector<double> y = Arrangement(ev, permuted);
+            ASSERT_TRUE(ev.evaluate(y.data(), 0, out)) << ev.why();
+            EXPECT_NEAR(out.G, ref.G, 1e-10 * std::max(std::fabs(ref.G), R * T)) << c.name << " T=" << T;
+            ++checked;
+        } while (std::next_permutation(p.begin(), p.end()));
+        EXPECT_EQ(checked, sub.size() == 4 ? 24 : 2);
+    }
+}
+
+// Gradient from central differences of G, Hessian from central differences of
+// the gradient.  A fraction of exactly 0 is not stepped (the ideal-mixing
+// derivative diverges there), but its row of the gradient and the Hessian is
+// checked through the steps of the others.
+void CheckDerivatives(PhaseEvaluator& ev, double T, const std::vector<double>& y, const std::string& where)
+{
+    const int n = ev.variableCount(), dim = n + 1;
+    PhaseProperties out, a, b;
+    ev.setTemperature(T, P0);
+    ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << where << ": " << ev.why();
+    const double scale = std::max(std::fabs(out.G), R * T);
+    auto at = [&](int i, double h, int order, PhaseProperties& p) {
+        std::vector<double> x = y;
+        double t = T;
+        if (i < n)
+            x[static_cast<size_t>(i)] += h;
+        else
+            t += h;
+        ev.setTemperature(t, P0);
+        if (!ev.evaluate(x.data(), order, p)) ADD_FAILURE() << where << ": " << ev.why();
+    };
+    for (int i = 0; i < dim; ++i) {
+        if (i < n && y[static_cast<size_t>(i)] == 0.0) continue;
+        const double h = i < n ? 1e-6 : 1e-3;
+        at(i, h, 1, a);
+        at(i, -h, 1, b);
+        const double fd = (a.G - b.G) / (2 * h);
+        const double an = i < n ? out.dG_dy[static_cast<size_t>(i)] : out.dG_dT;
+        EXPECT_NEAR(an, fd, 1e-6 * std::fabs(fd) + 1e-9 * scale / h) << where << " dG/dx" << i;
+        for (int j = 0; j < dim; ++j) {
+            const double ga = j < n ? a.dG_dy[static_cast<size_t>(j)] : a.dG_dT;
+            const double gb = j < n ? b.dG_dy[static_cast<size_t>(j)] : b.dG_dT;
+            const double fd2 = (ga - gb) / (2 * h);
+            const double h2 = out.hessian[static_cast<size_t>(j * dim + i)];
+            EXPECT_NEAR(h2, fd2, 1e-5 * std::fabs(fd2) + 1e-8 * scale / h) << where << " d2G/dx" << j << "dx" << i;
+            EXPECT_EQ(h2, out.hessian[static_cast<size_t>(i * dim + j)]) << where << " symmetry " << i << "," << j;
+        }
+    }
+}
+
+TEST_P(PublishedPartitioned, DerivativesAgreeWithDifferences)
+{
+    const Published& c = GetParam();
+    PhaseEvaluator ev(*db_, ordered_);
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    const std::vector<int>& sub = partition_.substitutional;
+    const size_t ns = db_->phases[static_cast<size_t>(ordered_)].phase->m_Constituents.size();
+    for (int zeroAt : {-1, 1}) {
+        std::vector<std::map<std::string, double>> mixes(ns);
+        for (size_t k = 0; k < sub.size(); ++k)
+            mixes[static_cast<size_t>(sub[k])] =
+                Mix(c.elements, 1.3 - 0.5 * static_cast<double>(k), k == 0 ? zeroAt : -1);
+        const std::vector<double> y = Arrangement(ev, mixes);
+        for (double T : c.temperatures)
+            CheckDerivatives(ev, T, y, std::string(c.name) + " T=" + std::to_string(T) + " zero=" + std::to_string(zeroAt));
+    }
+}
+
+// The hand-built B2 through the same checks, on both sides of its Curie point.
+TEST(HandBuiltB2Derivatives, AgreeWithDifferencesOnBothSidesOfTC)
+{
+    kit::Loaded l = kit::ReadText(kB2);
+    ASSERT_TRUE(l.ok) << l.diagnostics();
+    PhaseEvaluator ev(*l.db, l.db->findPhase("B2_BCC"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    for (double T : {500.0, 1250.0})
+        for (const std::vector<double>& y : {std::vector<double>{0.15, 0.85, 0.55, 0.45, 1.0},
+                                             std::vector<double>{0.0, 1.0, 0.4, 0.6, 1.0}})
+            CheckDerivatives(ev, T, y, "B2 T=" + std::to_string(T) + " y0=" + std::to_string(y[0]));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, PublishedPartitioned,
+    ::testing::Values(
+        // BCC_A2 is magnetic: 300 K lies below the Curie point of the mixes, 1300 K above
+        Published{"COST507_BCC_B2", "COST507.tdb", "BCC_B2", {"FE", "AL", "NI", "CR"}, {300.0, 1300.0}, "L(BCC_B2,TI:AL,TA:VA;0)"},
+        Published{"AlNiPt_FCC_L12", "alnipt.tdb", "FCC_L12", {"AL", "NI", "PT"}, {700.0, 1400.0}, "G(FCC_L12,NI:NI:AL:PT:VA;0)"}),
+    [](const ::testing::TestParamInfo<Published>& info) { return std::string(info.param.name); });
+
+}  // namespace
