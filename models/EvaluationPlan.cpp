@@ -18,17 +18,133 @@ size_t EvaluationPlan::bytes() const
     size_t b = sizeof(*this) + groups_.capacity() * sizeof(Group) + factorVar_.capacity() * sizeof(int) +
                factorLocal_.capacity() * sizeof(int) + pairOffset_.capacity() * sizeof(uint32_t) +
                coef_.capacity() * sizeof(double) + powers_.capacity() + contributions_.capacity() * sizeof(Contribution) +
-               sites_.capacity() * sizeof(double) + lnY_.capacity() * sizeof(double) +
-               magScratch_.capacity() * sizeof(double);
+               sites_.capacity() * sizeof(double) + magScratch_.capacity() * sizeof(double) +
+               magOffset_.capacity() * sizeof(uint32_t) + (RTa_.capacity() + Ra_.capacity()) * sizeof(double);
     for (const Space& s : spaces_)
         b += s.global.capacity() * sizeof(int) + (s.grad.capacity() + s.hess.capacity()) * sizeof(double);
     return b;
 }
 
-// One group: value P*S into value, and with order >= 1 its gradient, with
-// order 2 its Hessian, into the target space's arrays (T at local index tIndex).
+void EvaluationPlan::temperatureChanged()
+{
+    const double R = kGasConstant;
+    RT_ = R * T_;
+    invT_ = 1.0 / T_;
+    lnFloor_ = std::log(kSiteFractionFloor);
+    RTa_.resize(sites_.size());
+    Ra_.resize(sites_.size());
+    for (size_t v = 0; v < sites_.size(); ++v) {
+        RTa_[v] = R * T_ * sites_[v];
+        Ra_[v] = R * sites_[v];
+    }
+}
+
+// Packed index of the pair of entries (i, j) of a group of m entries.
+static inline int PairIndex(int i, int j, int m)
+{
+    if (j < i) std::swap(i, j);
+    return i * m - i * (i - 1) / 2 + (j - i);
+}
+
+// A series group P * sum_k c_k d^k (d = y_a - y_b; no d when the group has no
+// pair) of M entries (0: as many as the group says).  The same arithmetic as
+// evaluateGroup, with the entry count known to the compiler and nothing but
+// the series' own terms.
+template <int Order, int M>
+void EvaluationPlan::evaluateSeries(const Group& g, const double* y, size_t stride, double& value, double* grad,
+                                    double* hess, int tIndex, size_t ttOffset) const
+{
+    const int m = M > 0 ? M : g.factors;
+    constexpr int kCap = M > 0 ? M : kMaxFactors;
+    const int* var = &factorVar_[static_cast<size_t>(g.factorBegin)];
+    double yv[kCap], pre[kCap + 1];
+    pre[0] = 1.0;
+    for (int i = 0; i < m; ++i) {
+        yv[i] = y[static_cast<size_t>(var[i]) * stride];
+        pre[i + 1] = pre[i] * yv[i];
+    }
+    const double P = pre[m];
+    const double* c = &coef_[3 * static_cast<size_t>(g.coefBegin)];
+    const bool paired = g.directions != 0;
+    double S, ST, STT, s1 = 0.0, s1T = 0.0, s2 = 0.0;
+    if (!paired) {
+        S = c[0];
+        ST = c[1];
+        STT = c[2];
+    } else {
+        const double d = yv[g.direction[0]] - yv[g.direction[1]];
+        const int K = g.degree;
+        const double* top = c + 3 * K;
+        double s = top[0], sT = top[1], sTT = top[2];
+        for (int k = K - 1; k >= 0; --k) {
+            const double* ck = c + 3 * k;
+            if (Order >= 2) {
+                s2 = s2 * d + 2.0 * s1;
+                s1T = s1T * d + sT;
+            }
+            if (Order >= 1) s1 = s1 * d + s;
+            s = s * d + ck[0];
+            sT = sT * d + ck[1];
+            sTT = sTT * d + ck[2];
+        }
+        S = s;
+        ST = sT;
+        STT = sTT;
+    }
+    value += P * S;
+    if (Order < 1) return;
+
+    const int* loc = &factorLocal_[static_cast<size_t>(g.factorBegin)];
+    double suf[kCap + 1], Pi[kCap];  // Pi: the product without entry i
+    suf[m] = 1.0;
+    for (int i = m - 1; i >= 0; --i) suf[i] = suf[i + 1] * yv[i];
+    for (int i = 0; i < m; ++i) {
+        Pi[i] = pre[i] * suf[i + 1];
+        grad[loc[i]] += Pi[i] * S;
+    }
+    const int a = paired ? g.direction[0] : 0, b = paired ? g.direction[1] : 0;
+    if (paired) {
+        grad[loc[a]] += P * s1;
+        grad[loc[b]] -= P * s1;
+    }
+    grad[tIndex] += P * ST;
+    if (Order < 2) return;
+
+    const uint32_t* off = &pairOffset_[static_cast<size_t>(g.pairBegin)];
+    const int mm = m * (m + 1) / 2;
+    // (i, j), i < j: the product without both entries; (i, i) is 0, P being linear in each fraction
+    if (S != 0.0) {
+        int k = 0;
+        for (int i = 0; i < m; ++i) {
+            ++k;
+            double run = pre[i];
+            for (int j = i + 1; j < m; ++j, ++k) {
+                hess[off[k]] += run * suf[j + 1] * S;
+                run *= yv[j];
+            }
+        }
+    }
+    if (paired) {
+        for (int j = 0; j < m; ++j) {
+            hess[off[PairIndex(j, a, m)]] += (j == a ? 2.0 : 1.0) * Pi[j] * s1;
+            hess[off[PairIndex(j, b, m)]] -= (j == b ? 2.0 : 1.0) * Pi[j] * s1;
+        }
+        const double Ps2 = P * s2;
+        hess[off[PairIndex(a, a, m)]] += Ps2;
+        hess[off[PairIndex(b, b, m)]] += Ps2;
+        hess[off[PairIndex(a, b, m)]] -= Ps2;
+        hess[off[mm + a]] += P * s1T;
+        hess[off[mm + b]] -= P * s1T;
+    }
+    for (int i = 0; i < m; ++i) hess[off[mm + i]] += Pi[i] * ST;
+    hess[ttOffset] += P * STT;
+}
+
+// One group of any shape: value P*S into value, and with order >= 1 its
+// gradient, with order 2 its Hessian, into the target space's arrays (T at
+// local index tIndex).
 void EvaluationPlan::evaluateGroup(const Group& g, const double* y, size_t stride, int order, double& value,
-                                   double* grad, double* hess, int tIndex, size_t ttOffset)
+                                   double* grad, double* hess, int tIndex, size_t ttOffset) const
 {
     const int m = g.factors;
     const int* var = &factorVar_[static_cast<size_t>(g.factorBegin)];
@@ -48,35 +164,7 @@ void EvaluationPlan::evaluateGroup(const Group& g, const double* y, size_t strid
     double S = 0.0, ST = 0.0, STT = 0.0;
     double D[4] = {0, 0, 0, 0}, DT[4] = {0, 0, 0, 0}, E[4][4] = {};
     switch (g.shape) {
-    case kSeries:
-        if (nd == 0) {
-            S = c[0];
-            ST = c[1];
-            STT = c[2];
-        } else {
-            const double d = yv[g.direction[0]] - yv[g.direction[1]];
-            const int K = g.degree;
-            const double* top = c + 3 * K;
-            double s = top[0], s1 = 0.0, s2 = 0.0, sT = top[1], s1T = 0.0, sTT = top[2];
-            for (int k = K - 1; k >= 0; --k) {
-                const double* ck = c + 3 * k;
-                s2 = s2 * d + 2.0 * s1;
-                s1 = s1 * d + s;
-                s = s * d + ck[0];
-                s1T = s1T * d + sT;
-                sT = sT * d + ck[1];
-                sTT = sTT * d + ck[2];
-            }
-            S = s;
-            ST = sT;
-            STT = sTT;
-            D[0] = s1;
-            D[1] = -s1;
-            DT[0] = s1T;
-            DT[1] = -s1T;
-            E[0][0] = E[1][1] = s2;
-            E[0][1] = E[1][0] = -s2;
-        }
+    case kSeries:  // evaluateSeries
         break;
     case kBivariate: {
         const double d1 = yv[g.direction[0]] - yv[g.direction[1]];
@@ -149,10 +237,6 @@ void EvaluationPlan::evaluateGroup(const Group& g, const double* y, size_t strid
     // Offsets of the group's entries: (i, j), i <= j, packed over the m
     // entries, then (i, T) for each entry.
     const uint32_t* off = &pairOffset_[static_cast<size_t>(g.pairBegin)];
-    auto pair = [m](int i, int j) {
-        if (j < i) std::swap(i, j);
-        return i * m - i * (i - 1) / 2 + (j - i);
-    };
     const int mm = m * (m + 1) / 2;
     if (S != 0.0) {
         for (int i = 0; i < m; ++i) {
@@ -167,110 +251,149 @@ void EvaluationPlan::evaluateGroup(const Group& g, const double* y, size_t strid
     for (int l = 0; l < nd; ++l) {
         const int a = g.direction[l];
         const double Dl = D[l];
-        for (int j = 0; j < m; ++j) hess[off[pair(j, a)]] += (j == a ? 2.0 : 1.0) * Pi[j] * Dl;
-        for (int k = l; k < nd; ++k) hess[off[pair(a, g.direction[k])]] += P * E[l][k];
+        for (int j = 0; j < m; ++j) hess[off[PairIndex(j, a, m)]] += (j == a ? 2.0 : 1.0) * Pi[j] * Dl;
+        for (int k = l; k < nd; ++k) hess[off[PairIndex(a, g.direction[k], m)]] += P * E[l][k];
         hess[off[mm + a]] += P * DT[l];
     }
     for (int i = 0; i < m; ++i) hess[off[mm + i]] += Pi[i] * ST;
     hess[ttOffset] += P * STT;
 }
 
-void EvaluationPlan::evaluate(const double* y, size_t stride, int order, Point& out)
+// The groups of one target, each through the kernel of its shape.
+template <int Order>
+void EvaluationPlan::evaluateGroups(Target target, const double* y, size_t stride, double& value, double* grad,
+                                    double* hess, int tIndex, size_t ttOffset)
 {
-    const int n = n_, dim = n + 1;
-    double* grad = out.grad.data();
-    double* hess = out.hess.data();
-    if (order >= 1) std::fill(out.grad.begin(), out.grad.end(), 0.0);
-    if (order >= 2) std::fill(out.hess.begin(), out.hess.end(), 0.0);
-    Space& mag = spaces_[kCurie];
-    Space& mom = spaces_[kMoment];
-    if (magnetic_) {
-        if (order >= 1) {
-            std::fill(mag.grad.begin(), mag.grad.end(), 0.0);
-            std::fill(mom.grad.begin(), mom.grad.end(), 0.0);
-        }
-        if (order >= 2) {
-            std::fill(mag.hess.begin(), mag.hess.end(), 0.0);
-            std::fill(mom.hess.begin(), mom.hess.end(), 0.0);
+    const int begin = targetBegin_[target], end = targetBegin_[target + 1];
+    const Group* groups = groups_.data();
+    for (int i = begin; i < end; ++i) {
+        const Group& g = groups[i];
+        if (g.shape == kSeries) {
+            switch (g.factors) {
+            case 1: evaluateSeries<Order, 1>(g, y, stride, value, grad, hess, tIndex, ttOffset); break;
+            case 2: evaluateSeries<Order, 2>(g, y, stride, value, grad, hess, tIndex, ttOffset); break;
+            case 3: evaluateSeries<Order, 3>(g, y, stride, value, grad, hess, tIndex, ttOffset); break;
+            case 4: evaluateSeries<Order, 4>(g, y, stride, value, grad, hess, tIndex, ttOffset); break;
+            default: evaluateSeries<Order, 0>(g, y, stride, value, grad, hess, tIndex, ttOffset); break;
+            }
+        } else {
+            evaluateGroup(g, y, stride, Order, value, grad, hess, tIndex, ttOffset);
         }
     }
+}
+
+template <int Order>
+void EvaluationPlan::evaluateAt(const double* y, size_t stride, double* G, double* grad, double* hess)
+{
+    const int n = n_, dim = n + 1;
+    if (Order >= 1) std::fill(grad, grad + dim, 0.0);
+    if (Order >= 2) std::fill(hess, hess + packedSize(), 0.0);
     const size_t ttG = packedIndex(n, n, dim);
-    const size_t ttM = packedIndex(mag.n, mag.n, mag.n + 1);
     double sums[3] = {0.0, 0.0, 0.0};  // parameters into G, TC, beta
-    for (const Group& g : groups_) {
-        if (g.target == kGibbs)
-            evaluateGroup(g, y, stride, order, sums[0], grad, hess, n, ttG);
-        else
-            evaluateGroup(g, y, stride, order, sums[g.target], spaces_[g.target].grad.data(),
-                          spaces_[g.target].hess.data(), mag.n, ttM);
+    evaluateGroups<Order>(kGibbs, y, stride, sums[0], grad, hess, n, ttG);
+    if (magnetic_) {
+        Space& mc = spaces_[kCurie];
+        Space& mb = spaces_[kMoment];
+        const size_t ttM = packedIndex(mc.n, mc.n, mc.n + 1);
+        if (Order >= 1) {
+            std::fill(mc.grad.begin(), mc.grad.end(), 0.0);
+            std::fill(mb.grad.begin(), mb.grad.end(), 0.0);
+        }
+        if (Order >= 2) {
+            std::fill(mc.hess.begin(), mc.hess.end(), 0.0);
+            std::fill(mb.hess.begin(), mb.hess.end(), 0.0);
+        }
+        evaluateGroups<Order>(kCurie, y, stride, sums[1], mc.grad.data(), mc.hess.data(), mc.n, ttM);
+        evaluateGroups<Order>(kMoment, y, stride, sums[2], mb.grad.data(), mb.hess.data(), mb.n, ttM);
     }
 
     // Ideal mixing: the value with the exact fractions (0 ln 0 = 0), the
-    // derivatives at the floored ones, ln y taken once per variable.
-    const double R = kGasConstant, T = T_;
+    // derivatives at the floored ones, ln y taken once per variable (none
+    // for a fraction of exactly 1, nor below the floor).
+    const double R = kGasConstant;
     double sumYLnY = 0.0;
     for (int v = 0; v < n; ++v) {
-        const double yv = y[static_cast<size_t>(v) * stride];
-        const double a = sites_[static_cast<size_t>(v)];
-        const double yf = yv < kSiteFractionFloor ? kSiteFractionFloor : yv;
-        const double lnyf = std::log(yf);
-        if (yv > 0.0) sumYLnY += a * yv * (yv < kSiteFractionFloor ? std::log(yv) : lnyf);
-        if (order >= 1) grad[v] += R * T * a * (lnyf + 1.0);
-        if (order >= 2) {
-            hess[packedIndex(v, v, dim)] += R * T * a / yf;
-            hess[packedIndex(v, n, dim)] += R * a * (lnyf + 1.0);
+        const size_t u = static_cast<size_t>(v);
+        const double yv = y[u * stride];
+        double yf = yv, lnyf = 0.0;
+        if (yv < kSiteFractionFloor) {
+            yf = kSiteFractionFloor;
+            lnyf = lnFloor_;
+            if (yv > 0.0) sumYLnY += sites_[u] * yv * std::log(yv);
+        } else if (yv != 1.0) {
+            lnyf = std::log(yv);
+            sumYLnY += sites_[u] * yv * lnyf;
+        }
+        if (Order >= 1) grad[v] += RTa_[u] * (lnyf + 1.0);
+        if (Order >= 2) {
+            const size_t row = packedIndex(v, v, dim);
+            hess[row] += RTa_[u] / yf;
+            hess[row + static_cast<size_t>(n - v)] += Ra_[u] * (lnyf + 1.0);
         }
     }
-    out.G = sums[0] + R * T * sumYLnY;
-    if (order >= 1) grad[n] += R * sumYLnY;
-    if (magnetic_) addMagnetic(order, sums[1], sums[2], out);
+    *G = sums[0] + RT_ * sumYLnY;
+    if (Order >= 1) grad[n] += R * sumYLnY;
+    if (magnetic_) addMagnetic<Order>(sums[1], sums[2], G, grad, hess);
+}
+
+void EvaluationPlan::evaluate(const double* y, size_t stride, int order, double* G, double* grad, double* hess)
+{
+    switch (order) {
+    case 0: evaluateAt<0>(y, stride, G, grad, hess); break;
+    case 1: evaluateAt<1>(y, stride, G, grad, hess); break;
+    default: evaluateAt<2>(y, stride, G, grad, hess); break;
+    }
 }
 
 // G_mag = R*T*ln(beta'+1)*g(T/TC') with its chain rule over the variables of
 // the TC and BMAGN parameters (one shared local space) and T.  g without pow:
-// the powers of tau by multiplication.  g depends on T and TC' only through
-// tau, so its T derivatives follow from those in TC'.
-void EvaluationPlan::addMagnetic(int order, double TC, double beta, Point& out)
+// the powers of tau by multiplication, one division for 1/TC'.  g depends on
+// T and TC' only through tau, so its T derivatives follow from those in TC'.
+template <int Order>
+void EvaluationPlan::addMagnetic(double TC, double beta, double* G, double* grad, double* hess)
 {
     const double R = kGasConstant, T = T_;
     const double kC = TC < 0.0 ? 1.0 / afm_ : 1.0, kB = beta < 0.0 ? 1.0 / afm_ : 1.0;
     const double TCp = TC * kC, betaP = beta * kB;
-    const double lnB = std::log(betaP + 1.0), lnB1 = 1.0 / (betaP + 1.0), lnB2 = -lnB1 * lnB1;
+    const double lnB = std::log(betaP + 1.0);
     double g = 0.0, gC = 0.0, gCC = 0.0, gTC = 0.0, gT = 0.0, gTT = 0.0;
     // Without a Curie temperature there is no magnetic ordering: g = 0.
     if (TCp != 0.0) {
-        const double tau = std::fabs(T / TCp);
-        const double TC2 = TCp * TCp;
+        const double invTC = 1.0 / TCp;
+        const double tau = std::fabs(T * invTC);
         if (tau < 1.0) {
             const double am1 = below_[0], a3 = below_[1], a9 = below_[2], a15 = below_[3];
+            const double itau = std::fabs(TCp * invT_);
             const double t2 = tau * tau, t3 = t2 * tau, t6 = t3 * t3, t9 = t6 * t3, t15 = t9 * t6;
-            g = 1.0 + am1 / tau + a3 * t3 + a9 * t9 + a15 * t15;
-            gC = (-am1 / tau + 3 * a3 * t3 + 9 * a9 * t9 + 15 * a15 * t15) / (-TCp);
-            if (order >= 2) {
-                const double t8 = t6 * t2, t14 = t8 * t6;
-                gCC = (12 * a3 * t3 + 90 * a9 * t9 + 240 * a15 * t15) / TC2;
-                gTC = -(am1 / t2 + 9 * a3 * t2 + 81 * a9 * t8 + 225 * a15 * t14) / TC2;
+            g = 1.0 + am1 * itau + a3 * t3 + a9 * t9 + a15 * t15;
+            if (Order >= 1) gC = -(-am1 * itau + 3 * a3 * t3 + 9 * a9 * t9 + 15 * a15 * t15) * invTC;
+            if (Order >= 2) {
+                const double iTC2 = invTC * invTC, t8 = t6 * t2, t14 = t8 * t6;
+                gCC = (12 * a3 * t3 + 90 * a9 * t9 + 240 * a15 * t15) * iTC2;
+                gTC = -(am1 * itau * itau + 9 * a3 * t2 + 81 * a9 * t8 + 225 * a15 * t14) * iTC2;
             }
         } else {
             const double b5 = above_[0], b15 = above_[1], b25 = above_[2];
-            const double tm1 = 1.0 / tau, tm2 = tm1 * tm1, tm5 = tm2 * tm2 * tm1, tm10 = tm5 * tm5;
+            const double tm1 = std::fabs(TCp * invT_), tm2 = tm1 * tm1, tm5 = tm2 * tm2 * tm1, tm10 = tm5 * tm5;
             const double tm15 = tm10 * tm5, tm25 = tm15 * tm10;
             g = b5 * tm5 + b15 * tm15 + b25 * tm25;
-            gC = (-5 * b5 * tm5 - 15 * b15 * tm15 - 25 * b25 * tm25) / (-TCp);
-            if (order >= 2) {
-                gCC = (20 * b5 * tm5 + 210 * b15 * tm15 + 600 * b25 * tm25) / TC2;
-                gTC = -(25 * b5 * tm5 * tm1 + 225 * b15 * tm15 * tm1 + 625 * b25 * tm25 * tm1) / TC2;
+            if (Order >= 1) gC = (5 * b5 * tm5 + 15 * b15 * tm15 + 25 * b25 * tm25) * invTC;
+            if (Order >= 2) {
+                const double iTC2 = invTC * invTC;
+                gCC = (20 * b5 * tm5 + 210 * b15 * tm15 + 600 * b25 * tm25) * iTC2;
+                gTC = -(25 * b5 * tm5 + 225 * b15 * tm15 + 625 * b25 * tm25) * tm1 * iTC2;
             }
         }
-        gT = -(TCp / T) * gC;
-        gTT = -(gT + TCp * gTC) / T;
+        if (Order >= 1) gT = -(TCp * invT_) * gC;
+        if (Order >= 2) gTT = -(gT + TCp * gTC) * invT_;
     }
-    out.G += R * T * lnB * g;
-    if (order < 1) return;
+    *G += R * T * lnB * g;
+    if (Order < 1) return;
 
+    const double lnB1 = 1.0 / (betaP + 1.0), lnB2 = -lnB1 * lnB1;
     const Space& mc = spaces_[kCurie];
     const Space& mb = spaces_[kMoment];
-    const int m = mc.n, md = m + 1, n = n_, dim = n + 1;
+    const int m = mc.n, md = m + 1, n = n_;
     double* dTC = magScratch_.data();
     double* dBeta = dTC + md;
     double* dg = dBeta + md;
@@ -278,25 +401,34 @@ void EvaluationPlan::addMagnetic(int order, double TC, double beta, Point& out)
     for (int r = 0; r < md; ++r) {
         dTC[r] = kC * mc.grad[static_cast<size_t>(r)];
         dBeta[r] = kB * mb.grad[static_cast<size_t>(r)];
-        dg[r] = gC * dTC[r] + (r == m ? gT : 0.0);
+        dg[r] = gC * dTC[r];
         dLn[r] = lnB1 * dBeta[r];
     }
-    auto global = [&](int r) { return r < m ? mc.global[static_cast<size_t>(r)] : n; };
-    for (int r = 0; r < md; ++r)
-        out.grad[static_cast<size_t>(global(r))] += R * ((r == m ? lnB * g : 0.0) + T * (dLn[r] * g + lnB * dg[r]));
-    if (order < 2) return;
+    dg[m] += gT;
+    for (int r = 0; r < m; ++r) grad[mc.global[static_cast<size_t>(r)]] += R * (T * (dLn[r] * g + lnB * dg[r]));
+    grad[n] += R * (lnB * g + T * (dLn[m] * g + lnB * dg[m]));
+    if (Order < 2) return;
+    const double RT = R * T;
+    const uint32_t* off = magOffset_.data();
     size_t k = 0;  // packed local index of (r, c)
-    for (int r = 0; r < md; ++r) {
-        for (int c = r; c < md; ++c, ++k) {
-            const double dr = r == m ? 1.0 : 0.0, dc = c == m ? 1.0 : 0.0;
-            const double Cr = dTC[r], Cc = dTC[c];
-            const double d2g = gCC * Cr * Cc + gC * kC * mc.hess[k] + gTC * (Cr * dc + Cc * dr) + gTT * dr * dc;
-            const double d2Ln = lnB2 * dBeta[r] * dBeta[c] + lnB1 * kB * mb.hess[k];
-            out.hess[packedIndex(global(r), global(c), dim)] +=
-                R * (dr * (dLn[c] * g + lnB * dg[c]) + dc * (dLn[r] * g + lnB * dg[r]) +
-                     T * (d2Ln * g + dLn[r] * dg[c] + dLn[c] * dg[r] + lnB * d2g));
+    for (int r = 0; r < m; ++r) {
+        const double Cr = dTC[r], Br = dBeta[r], Lr = dLn[r], Gr = dg[r];
+        for (int c = r; c < m; ++c, ++k) {
+            const double d2g = gCC * Cr * dTC[c] + gC * kC * mc.hess[k];
+            const double d2Ln = lnB2 * Br * dBeta[c] + lnB1 * kB * mb.hess[k];
+            hess[off[k]] += RT * (d2Ln * g + Lr * dg[c] + dLn[c] * Gr + lnB * d2g);
         }
+        // (r, T)
+        const double d2g = gCC * Cr * dTC[m] + gC * kC * mc.hess[k] + gTC * Cr;
+        const double d2Ln = lnB2 * Br * dBeta[m] + lnB1 * kB * mb.hess[k];
+        hess[off[k]] += R * (Lr * g + lnB * Gr + T * (d2Ln * g + Lr * dg[m] + dLn[m] * Gr + lnB * d2g));
+        ++k;
     }
+    // (T, T)
+    const double Cm = dTC[m];
+    const double d2g = gCC * Cm * Cm + gC * kC * mc.hess[k] + 2.0 * gTC * Cm + gTT;
+    const double d2Ln = lnB2 * dBeta[m] * dBeta[m] + lnB1 * kB * mb.hess[k];
+    hess[off[k]] += R * (2.0 * (dLn[m] * g + lnB * dg[m]) + T * (d2Ln * g + 2.0 * dLn[m] * dg[m] + lnB * d2g));
 }
 
 bool EvaluationPlan::perturbForTest(Perturbation p)

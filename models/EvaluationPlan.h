@@ -74,12 +74,18 @@ public:
             c[1] += k.weight * v[1];
             c[2] += k.weight * v[2];
         }
+        temperatureChanged();
     }
 
     // One point at the temperature of the last setTemperature: y[v * stride]
     // is site fraction v.  order 0: G; 1: also grad; 2: also hess.  Writes
-    // into out, whose vectors must have their sizes (see prepare).
-    void evaluate(const double* y, size_t stride, int order, Point& out);
+    // *G, grad[0 .. dim) and the packed hess[0 .. packedSize()), each
+    // contiguous (the batch transposes blocks of points into its arrays).
+    void evaluate(const double* y, size_t stride, int order, double* G, double* grad, double* hess);
+    void evaluate(const double* y, size_t stride, int order, Point& out)
+    {
+        evaluate(y, stride, order, &out.G, out.grad.data(), out.hess.data());
+    }
     void prepare(Point& out) const;
 
     //! Heap bytes the plan holds (tables and scratch).
@@ -126,13 +132,24 @@ private:
         std::vector<double> hess;     //!< packed (n+1)(n+2)/2
     };
 
+    void temperatureChanged();
+    template <int Order>
+    void evaluateAt(const double* y, size_t stride, double* G, double* grad, double* hess);
+    template <int Order>
+    void evaluateGroups(Target target, const double* y, size_t stride, double& value, double* grad, double* hess,
+                        int tIndex, size_t ttOffset);
+    template <int Order, int M>
+    void evaluateSeries(const Group& g, const double* y, size_t stride, double& value, double* grad, double* hess,
+                        int tIndex, size_t ttOffset) const;
     void evaluateGroup(const Group& g, const double* y, size_t stride, int order, double& value, double* grad,
-                       double* hess, int tIndex, size_t ttOffset);
-    void addMagnetic(int order, double TC, double beta, Point& out);
+                       double* hess, int tIndex, size_t ttOffset) const;
+    template <int Order>
+    void addMagnetic(double TC, double beta, double* G, double* grad, double* hess);
 
     int n_ = 0;
     double T_ = 0.0;
-    std::vector<Group> groups_;
+    std::vector<Group> groups_;         //!< by target: Gibbs, Curie, moment
+    int targetBegin_[4] = {0, 0, 0, 0}; //!< first group of each target, then the end
     std::vector<int> factorVar_;        //!< global variable of each entry of P
     std::vector<int> factorLocal_;      //!< its index in the group's target space
     std::vector<uint32_t> pairOffset_;  //!< packed offsets in the target space
@@ -146,8 +163,12 @@ private:
     double structureP_ = 0.0;           //!< structure factor p
     double below_[4] = {0, 0, 0, 0};    //!< g coefficients of tau^-1, tau^3, tau^9, tau^15
     double above_[3] = {0, 0, 0};       //!< g coefficients of tau^-5, tau^-15, tau^-25
-    std::vector<double> lnY_;           //!< scratch: ln of the floored fractions
     std::vector<double> magScratch_;    //!< scratch of the magnetic chain rule: 4 * (m+1)
+    std::vector<uint32_t> magOffset_;   //!< packed offset in the phase's Hessian of each packed magnetic entry
+    // of the current temperature
+    double RT_ = 0.0, invT_ = 0.0;
+    std::vector<double> RTa_, Ra_;      //!< R*T*a_v and R*a_v of each variable
+    double lnFloor_ = 0.0;              //!< ln of the floor
 };
 
 #endif

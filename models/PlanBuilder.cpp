@@ -229,7 +229,16 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         s.hess.assign(static_cast<size_t>(s.n + 1) * static_cast<size_t>(s.n + 2) / 2, 0.0);
     }
     plan.magScratch_.assign(4 * (magVars.size() + 1), 0.0);
-    plan.lnY_.assign(static_cast<size_t>(n), 0.0);
+    // the magnetic Hessian entries' places in the phase's packed Hessian
+    for (size_t r = 0; r <= magVars.size(); ++r)
+        for (size_t c = r; c <= magVars.size(); ++c)
+            plan.magOffset_.push_back(static_cast<uint32_t>(EvaluationPlan::packedIndex(
+                r < magVars.size() ? magVars[r] : n, c < magVars.size() ? magVars[c] : n, n + 1)));
+    // groups by target, so that each target's groups run in one loop
+    std::stable_sort(pending.begin(), pending.end(),
+                     [](const PendingGroup& a, const PendingGroup& b) { return a.target < b.target; });
+    for (const PendingGroup& g : pending) ++plan.targetBegin_[g.target + 1];
+    for (int t = 1; t <= 3; ++t) plan.targetBegin_[t] += plan.targetBegin_[t - 1];
 
     for (PendingGroup& pg : pending) {
         EvaluationPlan::Group g{};

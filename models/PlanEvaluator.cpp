@@ -1,5 +1,6 @@
 #include "PlanEvaluator.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -34,7 +35,13 @@ void PlanEvaluator::build()
     }
     coverage_ = PlanBuilder::build(db_, phaseIndex_, plan_, step_);
     planned_ = coverage_.empty();
-    if (planned_) plan_.prepare(point_);
+    if (planned_) {
+        plan_.prepare(point_);
+        const size_t dim = static_cast<size_t>(n_) + 1;
+        blockY_.assign(kBlock * static_cast<size_t>(n_), 0.0);
+        blockGrad_.assign(kBlock * dim, 0.0);
+        blockHess_.assign(kBlock * dim * (dim + 1) / 2, 0.0);
+    }
 }
 
 // The plan belongs to the parameter list and variables it was built from.
@@ -153,16 +160,6 @@ bool PlanEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
     return true;
 }
 
-void PlanEvaluator::scatter(const EvaluationPlan::Point& pt, int order, size_t count, size_t p, double* G,
-                            double* grad, double* hess) const
-{
-    G[p] = pt.G;
-    if (order >= 1)
-        for (size_t r = 0; r < pt.grad.size(); ++r) grad[r * count + p] = pt.grad[r];
-    if (order >= 2)
-        for (size_t k = 0; k < pt.hess.size(); ++k) hess[k * count + p] = pt.hess[k];
-}
-
 void PlanEvaluator::scatterKernel(int order, size_t count, size_t p, double* G, double* grad, double* hess) const
 {
     const PhaseProperties& k = kernelPoint_;
@@ -193,10 +190,8 @@ bool PlanEvaluator::evaluateBatch(const double* y, size_t count, int order, doub
         return true;
     }
     if (!check(y, order)) return false;
-    for (size_t p = 0; p < count; ++p) {
-        plan_.evaluate(y + p, count, order, point_);
-        scatter(point_, order, count, p, G, grad, hess);
-    }
+    for (size_t p = 0; p < count; p += kBlock)
+        if (!runBlock(nullptr, y, count, p, std::min(kBlock, count - p), order, G, grad, hess)) return false;
     return true;
 }
 
@@ -226,13 +221,39 @@ bool PlanEvaluator::evaluateBatch(const double* T, double P, const double* y, si
     }
     temperatureSet_ = true;
     P_ = P;
-    for (size_t p = 0; p < count; ++p) {
-        T_ = T[p];
-        why_.clear();
-        stepTo(T_, P);
-        if (!check(y, order)) return false;
-        plan_.evaluate(y + p, count, order, point_);
-        scatter(point_, order, count, p, G, grad, hess);
+    for (size_t p = 0; p < count; p += kBlock)
+        if (!runBlock(T, y, count, p, std::min(kBlock, count - p), order, G, grad, hess)) return false;
+    return true;
+}
+
+// Points p0 .. p0+b-1 of a batch (b <= kBlock), each at T[p] when T is given:
+// their fractions gathered point by point, evaluated into the block's
+// scratch, and written out entry by entry, b consecutive values at a time
+// (writing a point's entries straight into the batch arrays, a row of count
+// values apart, would keep a few cache sets busy and evict the rest).
+bool PlanEvaluator::runBlock(const double* T, const double* y, size_t count, size_t p0, size_t b, int order,
+                             double* G, double* grad, double* hess)
+{
+    const size_t n = static_cast<size_t>(n_), dim = n + 1, packed = dim * (dim + 1) / 2;
+    double* by = blockY_.data();
+    double* bg = blockGrad_.data();
+    double* bh = blockHess_.data();
+    for (size_t v = 0; v < n; ++v)
+        for (size_t j = 0; j < b; ++j) by[j * n + v] = y[v * count + p0 + j];
+    for (size_t j = 0; j < b; ++j) {
+        if (T != nullptr) {
+            T_ = T[p0 + j];
+            why_.clear();
+            stepTo(T_, P_);
+            if (!check(y, order)) return false;
+        }
+        plan_.evaluate(by + j * n, 1, order, G + p0 + j, bg + j * dim, bh + j * packed);
     }
+    if (order >= 1)
+        for (size_t r = 0; r < dim; ++r)
+            for (size_t j = 0; j < b; ++j) grad[r * count + p0 + j] = bg[j * dim + r];
+    if (order >= 2)
+        for (size_t k = 0; k < packed; ++k)
+            for (size_t j = 0; j < b; ++j) hess[k * count + p0 + j] = bh[j * packed + k];
     return true;
 }

@@ -59,7 +59,12 @@ public:
                        double* hess);
 
     //! Heap bytes of the plan and its temperature step (0 on the kernel path).
-    size_t planBytes() const { return planned_ ? plan_.bytes() + step_.bytes() : 0; }
+    size_t planBytes() const
+    {
+        return planned_ ? plan_.bytes() + step_.bytes() +
+                              (blockY_.capacity() + blockGrad_.capacity() + blockHess_.capacity()) * sizeof(double)
+                        : 0;
+    }
     const TemperatureStep& temperatureStep() const { return step_; }
     //! Test-only access, for breaking the plan on purpose.
     EvaluationPlan& planForTest() { return plan_; }
@@ -69,8 +74,8 @@ private:
     bool stale() const;
     bool check(const void* y, int order);
     bool stepTo(double T, double P);
-    void scatter(const EvaluationPlan::Point& pt, int order, size_t count, size_t p, double* G, double* grad,
-                 double* hess) const;
+    bool runBlock(const double* T, const double* y, size_t count, size_t p0, size_t b, int order, double* G,
+                  double* grad, double* hess);
     void scatterKernel(int order, size_t count, size_t p, double* G, double* grad, double* hess) const;
 
     ThermDatabase& db_;
@@ -91,6 +96,8 @@ private:
     EvaluationPlan::Point point_;    //!< scratch of one point
     PhaseProperties kernelPoint_;    //!< scratch of the kernel path in batches
     std::vector<double> yPoint_;     //!< scratch: one point's fractions gathered for the kernel path
+    static constexpr size_t kBlock = 8;  //!< points of a batch evaluated before they are written out
+    std::vector<double> blockY_, blockGrad_, blockHess_;  //!< scratch of one block, point after point
 };
 
 #endif

@@ -250,7 +250,7 @@ TEST(PlanBatch, MatchesPointEvaluationOnBothEngines)
         const size_t packed = static_cast<size_t>(dim * (dim + 1) / 2);
         PhaseEvaluator probe(*db, i);
         std::mt19937 rng(5);
-        const auto ys = Compositions(probe, rng, 7);
+        const auto ys = Compositions(probe, rng, 11);  // a full block of points and part of one
         const size_t count = ys.size();
         std::vector<double> y(static_cast<size_t>(n) * count), T(count);
         for (size_t p = 0; p < count; ++p) {
