@@ -15,7 +15,13 @@
 // the gradient and the upper triangle of the Hessian at offsets fixed when
 // the plan was built.  TC and BMAGN groups add into spaces of their own over
 // only the variables that occur in them, so the magnetic chain rule runs
-// over those.
+// over those.  Series groups run through kernels specialised by their entry
+// count, whether they have a pair, and the derivative order.
+//
+// An order-disorder partitioned phase is the ordered parameter set over y,
+// the same set again at the disordered arrangement y -> x, and the
+// disordered part's set over x (PartitionedPhase.h has the model and its
+// chain rule); ideal mixing and the one magnetic term are the plain model's.
 //
 // Gradient and Hessian are over (y_0 ... y_(n-1), T); the Hessian is kept as
 // its packed upper triangle, entry (r, c), r <= c, at r*dim - r*(r-1)/2 + c - r.
@@ -35,7 +41,10 @@ public:
     //! Floor of the ideal-mixing derivatives (the evaluator's)
     static constexpr double kSiteFractionFloor = 1e-30;
 
-    enum Target : uint8_t { kGibbs = 0, kCurie = 1, kMoment = 2 };
+    // What a group adds to: G, TC or beta of the phase's own parameters over
+    // its fractions y, or (a partitioned phase) of its disordered part's over x.
+    enum Target : uint8_t { kGibbs = 0, kCurie = 1, kMoment = 2, kDisorderedGibbs = 3, kDisorderedCurie = 4,
+                            kDisorderedMoment = 5 };
     enum Shape : uint8_t {
         kSeries,     //!< S = sum_k c_k d1^k (k = 0 only when there is no pair), Horner form
         kBivariate,  //!< S = sum_j c_j d1^i_j d2^k_j
@@ -77,6 +86,34 @@ public:
         temperatureChanged();
     }
 
+    // Blocks of kLanes points, lane j of variable v at y[v*kLanes + j]; G[j],
+    // grad[r*kLanes + j], hess[k*kLanes + j] (k the packed index).  Each lane
+    // is at the temperature of the last setTemperature, or at its own after
+    // setLaneTemperature.  The arithmetic of a lane is the point's, operation
+    // for operation, so a block gives the point results bit for bit; the
+    // lanes only let the compiler run the points side by side.  Not for a
+    // partitioned phase (blockable() false), which goes point by point.
+    static constexpr int kLanes = 8;
+    bool blockable() const { return !partitioned_; }
+    template <class Values>
+    void setLaneTemperature(int lane, double T, Values parameter)
+    {
+        const size_t L = kLanes, j = static_cast<size_t>(lane);
+        for (size_t c = 0; c < coef_.size(); ++c) laneCoef_[c * L + j] = 0.0;
+        for (const Contribution& k : contributions_) {
+            const double* v = parameter(k.parameter);
+            double* c = &laneCoef_[3 * static_cast<size_t>(k.coef) * L + j];
+            c[0] += k.weight * v[0];
+            c[L] += k.weight * v[1];
+            c[2 * L] += k.weight * v[2];
+        }
+        laneT_[j] = T;
+        laneInvT_[j] = 1.0 / T;
+        laneRT_[j] = kGasConstant * T;
+        lanesCurrent_ = true;
+    }
+    void evaluateBlock(const double* y, int order, double* G, double* grad, double* hess);
+
     // One point at the temperature of the last setTemperature: y[v * stride]
     // is site fraction v.  order 0: G; 1: also grad; 2: also hess.  Writes
     // *G, grad[0 .. dim) and the packed hess[0 .. packedSize()), each
@@ -94,7 +131,8 @@ public:
 
     // Test-only: breaks the plan on purpose, so that the exactness checks can
     // show they notice.  kShiftHessianOffset moves one Hessian offset of a
-    // Gibbs-energy group to the next entry; kDropSeriesCoefficient drops the
+    // Gibbs-energy group (of the disordered part's, for a partitioned phase)
+    // to the next entry; kDropSeriesCoefficient drops the
     // highest coefficient of the first series of order >= 1.  Returns false
     // when the plan has nothing to break that way.
     enum Perturbation { kShiftHessianOffset, kDropSeriesCoefficient };
@@ -128,28 +166,41 @@ private:
     {
         int n = 0;                    //!< variables (T is local index n)
         std::vector<int> global;      //!< global variable of each local one
-        std::vector<double> grad;     //!< n + 1
-        std::vector<double> hess;     //!< packed (n+1)(n+2)/2
+        std::vector<double> grad;     //!< n + 1 (times kLanes for the magnetic spaces)
+        std::vector<double> hess;     //!< packed (n+1)(n+2)/2 (likewise)
     };
 
     void temperatureChanged();
+    // Temperatures and coefficients of the lanes a kernel runs over: one
+    // lane (a point) or kLanes.
+    struct LaneState
+    {
+        const double* T;
+        const double* invT;
+        const double* RT;
+        const double* coef;  //!< value, dT, dTT of coefficient c in lane j at coef[(3c + d)*lanes + j]
+    };
+    template <int Order, int L>
+    void evaluateLanes(const LaneState& at, const double* y, size_t stride, double* G, double* grad, double* hess);
+    template <int Order, int L>
+    void evaluateGroups(Target target, const double* coef, const double* y, size_t stride, double* value,
+                        double* grad, double* hess, int tIndex, size_t ttOffset) const;
+    template <int Order, int M, bool Paired, int L>
+    void evaluateSeries(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
+                        double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,
+                        size_t ttOffset) const;
+    void evaluateGroup(const Group& g, const double* c, size_t cs, const double* y, size_t stride, int order,
+                       double& value, double* grad, double* hess, size_t os, int tIndex, size_t ttOffset) const;
+    template <int Order, int L>
+    void addMagnetic(const LaneState& at, const double* __restrict TC, const double* __restrict beta,
+                     double* __restrict G, double* __restrict grad, double* __restrict hess);
     template <int Order>
-    void evaluateAt(const double* y, size_t stride, double* G, double* grad, double* hess);
-    template <int Order>
-    void evaluateGroups(Target target, const double* y, size_t stride, double& value, double* grad, double* hess,
-                        int tIndex, size_t ttOffset);
-    template <int Order, int M>
-    void evaluateSeries(const Group& g, const double* y, size_t stride, double& value, double* grad, double* hess,
-                        int tIndex, size_t ttOffset) const;
-    void evaluateGroup(const Group& g, const double* y, size_t stride, int order, double& value, double* grad,
-                       double* hess, int tIndex, size_t ttOffset) const;
-    template <int Order>
-    void addMagnetic(double TC, double beta, double* G, double* grad, double* hess);
+    void addPartitioned(const double* y, size_t stride, double* sums, double* grad, double* hess);
 
     int n_ = 0;
     double T_ = 0.0;
     std::vector<Group> groups_;         //!< by target: Gibbs, Curie, moment
-    int targetBegin_[4] = {0, 0, 0, 0}; //!< first group of each target, then the end
+    int targetBegin_[7] = {};           //!< first group of each target, then the end
     std::vector<int> factorVar_;        //!< global variable of each entry of P
     std::vector<int> factorLocal_;      //!< its index in the group's target space
     std::vector<uint32_t> pairOffset_;  //!< packed offsets in the target space
@@ -163,12 +214,32 @@ private:
     double structureP_ = 0.0;           //!< structure factor p
     double below_[4] = {0, 0, 0, 0};    //!< g coefficients of tau^-1, tau^3, tau^9, tau^15
     double above_[3] = {0, 0, 0};       //!< g coefficients of tau^-5, tau^-15, tau^-25
-    std::vector<double> magScratch_;    //!< scratch of the magnetic chain rule: 4 * (m+1)
+    std::vector<double> magScratch_;    //!< scratch of the magnetic chain rule: 4 * (m+1) * kLanes
     std::vector<uint32_t> magOffset_;   //!< packed offset in the phase's Hessian of each packed magnetic entry
     // of the current temperature
     double RT_ = 0.0, invT_ = 0.0;
-    std::vector<double> RTa_, Ra_;      //!< R*T*a_v and R*a_v of each variable
+    std::vector<double> Ra_;            //!< R*a_v of each variable
+    // the lanes of a block: temperature, 1/T, R*T, coefficients; current
+    // unless a new setTemperature has to be copied into every lane
+    std::vector<double> laneCoef_;
+    double laneT_[kLanes] = {}, laneInvT_[kLanes] = {}, laneRT_[kLanes] = {};
+    bool lanesCurrent_ = false;
     double lnFloor_ = 0.0;              //!< ln of the floor
+    double magR_ = kGasConstant;        //!< R times the disordered formula units per formula unit (partitioned)
+
+    // Partitioned (order-disorder) phase: G_ord(y) - G_ord(y -> x) + scale *
+    // G_dis(x), TC and beta likewise unscaled, x_g = sum over the ordered
+    // variables v of g of w_v y_v (see PartitionedPhase.h).  The ordered
+    // parameters' TC and beta spaces are then over all n variables.
+    bool partitioned_ = false;
+    int nd_ = 0;                        //!< disordered variables
+    double scale_ = 1.0;
+    std::vector<int> group_;            //!< disordered variable of each ordered one
+    std::vector<double> weight_;        //!< dx_g/dy_v
+    std::vector<double> x_, yx_;        //!< scratch: x, and the y -> x arrangement over the ordered variables
+    Space atX_[3];                      //!< scratch: the ordered parameters at y -> x (G, TC, beta), over n
+    Space disordered_[3];               //!< scratch: the disordered parameters at x, over nd
+    std::vector<double> eGrad_, eHess_; //!< scratch: one quantity's partitioned part over x, gradient and dense Hessian
 };
 
 #endif

@@ -1,15 +1,18 @@
 #include "PlanBuilder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <tuple>
 #include <vector>
 
 #include "EvaluationPlan.h"
 #include "IonicLiquidPhase.h"
+#include "PartitionedPhase.h"
 #include "PropertyTerms.h"
 #include "TemperatureStep.h"
 #include "database/ThermDatabase.h"
+#include "host/CVxPhase.h"
 #include "host/myCString.h"
 #include "thermfunctions/TMagnFkt.h"
 #include "thermfunctions/TThermFkt.h"
@@ -73,7 +76,8 @@ std::string Describe(TThermFkt& f)
 
 }  // namespace
 
-std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan& plan, TemperatureStep& step)
+std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan& plan, TemperatureStep& step,
+                               const PhasePartition* partition)
 {
     plan = EvaluationPlan();
     if (phaseIndex < 0 || phaseIndex >= static_cast<int>(db.phases.size())) return "not covered: no such phase";
@@ -91,19 +95,54 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
             if (pos >= 0 && pos < n) plan.sites_[static_cast<size_t>(pos)] = phase->m_SiteRatios[s];
         }
 
-    const bool magnetic = phase->m_dMagneticP > 0.0;
+    // A partitioned phase takes the magnetic model of its disordered part
+    // when it has none of its own, per disordered formula unit.
+    const CVxPhase* magneticPhase = phase;
+    const int nd = partition != nullptr ? phase->m_nDoVarCount : 0;
+    if (partition != nullptr) {
+        if (nd <= 0 || phase->m_DoY.m_nSize < nd) return "not covered: the disordered part's variables are not set up";
+        if (!(phase->m_dMagneticP > 0.0))
+            magneticPhase = db.phases[static_cast<size_t>(partition->disordered)].phase.get();
+    }
+    const bool magnetic = magneticPhase->m_dMagneticP > 0.0;
     // the phase models the plan does not compile (the kernel path evaluates them)
     if (phase->m_nModelType == IonicLiquidPhase::kModelType) return "not covered: the ionic-liquid model";
     if (!PropertyTerms(*phase, db.dataMgr, *list, n).empty())
         return "not covered: Einstein, two-state or Curie-Neel magnetic terms";
+    if (magnetic && magneticPhase->m_dAFMFactor == 0.0)
+        return "not covered: the magnetic model with Curie and Neel temperatures of the disordered part";
     if (magnetic) {
         TMagnFkt g;
-        g.Initialize(phase->m_dMagneticP, phase);
+        g.Initialize(magneticPhase->m_dMagneticP, const_cast<CVxPhase*>(magneticPhase));
         plan.magnetic_ = true;
-        plan.structureP_ = phase->m_dMagneticP;
+        plan.structureP_ = magneticPhase->m_dMagneticP;
         std::copy(g.m_dBelowCoef, g.m_dBelowCoef + 4, plan.below_);
         std::copy(g.m_dAboveCoef, g.m_dAboveCoef + 3, plan.above_);
-        plan.afm_ = phase->m_dAFMFactor != 0.0 ? phase->m_dAFMFactor : 1.0;
+        plan.afm_ = magneticPhase->m_dAFMFactor != 0.0 ? magneticPhase->m_dAFMFactor : 1.0;
+    }
+    if (partition != nullptr) {
+        PartitionedPhase model(db, *partition, EvaluationPlan::kSiteFractionFloor);
+        if (!model.ok()) return "not covered: " + model.why();
+        plan.partitioned_ = true;
+        plan.nd_ = nd;
+        plan.scale_ = partition->scale;
+        plan.magR_ = EvaluationPlan::kGasConstant * partition->scale;
+        for (int v = 0; v < n; ++v) {
+            plan.group_.push_back(model.group(v));
+            plan.weight_.push_back(model.weight(v));
+        }
+        plan.x_.assign(static_cast<size_t>(nd), 0.0);
+        plan.yx_.assign(static_cast<size_t>(n), 0.0);
+        plan.eGrad_.assign(static_cast<size_t>(nd + 1), 0.0);
+        plan.eHess_.assign(static_cast<size_t>(nd + 1) * static_cast<size_t>(nd + 1), 0.0);
+        for (int q = 0; q < 3; ++q) {
+            for (auto* sp : {&plan.atX_[q], &plan.disordered_[q]}) {
+                const size_t d = static_cast<size_t>(sp == &plan.atX_[q] ? n : nd) + 1;
+                sp->n = static_cast<int>(d) - 1;
+                sp->grad.assign(d, 0.0);
+                sp->hess.assign(d * (d + 1) / 2, 0.0);
+            }
+        }
     }
 
     std::vector<TThermFkt*> roots;
@@ -114,8 +153,9 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
     for (int i = 0; i < list->m_FktArray.m_nSize; ++i) {
         TThermFkt* f = list->m_FktArray.m_pData[i];
         const TThermFktData& d = *f->m_pFktData;
-        if (d.m_bDoSet || d.m_bDisabled) continue;
-        EvaluationPlan::Target target;
+        const bool doSet = d.m_bDoSet != 0;
+        if ((doSet && partition == nullptr) || d.m_bDisabled) continue;
+        int target;
         if (d.m_nFktType == kTypeGibbs)
             target = EvaluationPlan::kGibbs;
         else if (magnetic && d.m_nFktType == kTypeCurie)
@@ -124,6 +164,11 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
             target = EvaluationPlan::kMoment;
         else
             continue;
+        if (doSet) target += EvaluationPlan::kDisorderedGibbs;
+        // the set's fractions: the phase's y, or the disordered part's x
+        const int setN = doSet ? nd : n;
+        double* const* bound = doSet ? f->m_pDoY : f->m_pY;
+        const double* setY = doSet ? phase->m_DoY.m_pData : phase->m_Y.m_pData;
         auto refuse = [&](const std::string& why) { return "not covered: parameter " + Describe(*f) + ": " + why; };
         if (f->m_pPhase != phase) return refuse("not bound to the phase");
         const int entries = d.m_nConstituents;
@@ -132,10 +177,10 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         for (int e = 0; e < entries; ++e) {
             const int a = d.m_nVarPos[e];
             if (a < 0) {
-                if (f->m_pY[e] != &ConstantOneValue) return refuse("an entry without a variable that is not a wildcard");
+                if (bound[e] != &ConstantOneValue) return refuse("an entry without a variable that is not a wildcard");
                 continue;
             }
-            if (a >= n || f->m_pY[e] != &phase->m_Y.m_pData[a]) return refuse("an entry not bound to its site fraction");
+            if (a >= setN || bound[e] != &setY[a]) return refuse("an entry not bound to its site fraction");
             var[static_cast<size_t>(e)] = a;
         }
         std::vector<int> vars;
@@ -194,7 +239,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         if (it == index.end()) {
             it = index.emplace(key, pending.size()).first;
             PendingGroup g;
-            g.target = target;
+            g.target = static_cast<EvaluationPlan::Target>(target);
             g.shape = shape;
             g.vars = vars;
             g.directions = directions;
@@ -215,20 +260,29 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
     }
 
     // Spaces: G over all variables; TC and BMAGN over the union of their variables.
+    // (All variables for a partitioned phase, whose partitioned TC and beta
+    // reach every variable through x.)
     std::vector<int> magVars;
-    for (const PendingGroup& g : pending)
-        if (g.target != EvaluationPlan::kGibbs) magVars.insert(magVars.end(), g.vars.begin(), g.vars.end());
-    std::sort(magVars.begin(), magVars.end());
-    magVars.erase(std::unique(magVars.begin(), magVars.end()), magVars.end());
+    if (partition != nullptr && magnetic) {
+        for (int v = 0; v < n; ++v) magVars.push_back(v);
+    } else {
+        for (const PendingGroup& g : pending)
+            if (g.target == EvaluationPlan::kCurie || g.target == EvaluationPlan::kMoment)
+                magVars.insert(magVars.end(), g.vars.begin(), g.vars.end());
+        std::sort(magVars.begin(), magVars.end());
+        magVars.erase(std::unique(magVars.begin(), magVars.end()), magVars.end());
+    }
     plan.spaces_[0].n = n;
     for (int t = 1; t <= 2; ++t) {
         EvaluationPlan::Space& s = plan.spaces_[t];
         s.n = static_cast<int>(magVars.size());
         s.global = magVars;
-        s.grad.assign(static_cast<size_t>(s.n + 1), 0.0);
-        s.hess.assign(static_cast<size_t>(s.n + 1) * static_cast<size_t>(s.n + 2) / 2, 0.0);
+        s.grad.assign(static_cast<size_t>(s.n + 1) * EvaluationPlan::kLanes, 0.0);
+        s.hess.assign(static_cast<size_t>(s.n + 1) * static_cast<size_t>(s.n + 2) / 2 * EvaluationPlan::kLanes, 0.0);
     }
-    plan.magScratch_.assign(4 * (magVars.size() + 1), 0.0);
+    plan.magScratch_.assign(4 * (magVars.size() + 1) * EvaluationPlan::kLanes, 0.0);
+    for (int v = 0; v < n; ++v) plan.Ra_.push_back(EvaluationPlan::kGasConstant * plan.sites_[static_cast<size_t>(v)]);
+    plan.lnFloor_ = std::log(EvaluationPlan::kSiteFractionFloor);
     // the magnetic Hessian entries' places in the phase's packed Hessian
     for (size_t r = 0; r <= magVars.size(); ++r)
         for (size_t c = r; c <= magVars.size(); ++c)
@@ -238,7 +292,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
     std::stable_sort(pending.begin(), pending.end(),
                      [](const PendingGroup& a, const PendingGroup& b) { return a.target < b.target; });
     for (const PendingGroup& g : pending) ++plan.targetBegin_[g.target + 1];
-    for (int t = 1; t <= 3; ++t) plan.targetBegin_[t] += plan.targetBegin_[t - 1];
+    for (int t = 1; t <= 6; ++t) plan.targetBegin_[t] += plan.targetBegin_[t - 1];
 
     for (PendingGroup& pg : pending) {
         EvaluationPlan::Group g{};
@@ -247,9 +301,12 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         const int m = static_cast<int>(pg.vars.size());
         g.factors = static_cast<uint8_t>(m);
         g.factorBegin = static_cast<int>(plan.factorVar_.size());
-        const EvaluationPlan::Space& space = plan.spaces_[pg.target == EvaluationPlan::kGibbs ? 0 : 1];
+        // variables of the group's space: all of y (G), the magnetic ones (TC,
+        // beta), all of x (the disordered part's parameters)
+        const bool ownMagnetic = pg.target == EvaluationPlan::kCurie || pg.target == EvaluationPlan::kMoment;
+        const int spaceN = ownMagnetic ? static_cast<int>(magVars.size()) : pg.target >= EvaluationPlan::kDisorderedGibbs ? nd : n;
         auto local = [&](int v) {
-            if (pg.target == EvaluationPlan::kGibbs) return v;
+            if (!ownMagnetic) return v;
             return static_cast<int>(std::lower_bound(magVars.begin(), magVars.end(), v) - magVars.begin());
         };
         for (int v : pg.vars) {
@@ -265,7 +322,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
             std::copy(e1, e1 + 4, g.e1);
             std::copy(e2, e2 + 4, g.e2);
         }
-        const int sdim = space.n + 1;
+        const int sdim = spaceN + 1;
         g.pairBegin = static_cast<int>(plan.pairOffset_.size());
         for (int i = 0; i < m; ++i)
             for (int j = i; j < m; ++j)
@@ -274,7 +331,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
                                                 local(pg.vars[static_cast<size_t>(j)]), sdim)));
         for (int i = 0; i < m; ++i)
             plan.pairOffset_.push_back(static_cast<uint32_t>(
-                EvaluationPlan::packedIndex(local(pg.vars[static_cast<size_t>(i)]), space.n, sdim)));
+                EvaluationPlan::packedIndex(local(pg.vars[static_cast<size_t>(i)]), spaceN, sdim)));
 
         // Coefficient layout: a series by power 0..degree, Muggianu constant
         // then members, bivariate in the order met.
@@ -307,6 +364,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         plan.groups_.push_back(g);
     }
 
+    plan.laneCoef_.assign(plan.coef_.size() * EvaluationPlan::kLanes, 0.0);
     const std::string stepWhy = step.build(roots, db.symbols(), db.dataMgr);
     if (!stepWhy.empty()) return "not covered: " + stepWhy;
     return std::string();

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "PlanBuilder.h"
+#include "database/PhasePartition.h"
 #include "database/ThermDatabase.h"
 
 namespace {
@@ -29,16 +30,16 @@ void PlanEvaluator::build()
     ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
     functionCount_ = rec.functions->m_FktArray.m_nSize;
     if (engine_ == Engine::kKernel) return;
-    if (kernel_->partitioned()) {
-        coverage_ = "not covered: the phase is partitioned with its disordered part";
-        return;
-    }
-    coverage_ = PlanBuilder::build(db_, phaseIndex_, plan_, step_);
+    PhasePartition partition;
+    std::string partitionWhy;
+    const bool partitioned = kernel_->partitioned() && findPartition(db_, phaseIndex_, partition, partitionWhy);
+    coverage_ = PlanBuilder::build(db_, phaseIndex_, plan_, step_, partitioned ? &partition : nullptr);
     planned_ = coverage_.empty();
     if (planned_) {
         plan_.prepare(point_);
         const size_t dim = static_cast<size_t>(n_) + 1;
         blockY_.assign(kBlock * static_cast<size_t>(n_), 0.0);
+        blockG_.assign(kBlock, 0.0);
         blockGrad_.assign(kBlock * dim, 0.0);
         blockHess_.assign(kBlock * dim * (dim + 1) / 2, 0.0);
     }
@@ -59,11 +60,14 @@ const std::string& PlanEvaluator::why() const
     return why_.empty() ? rangeWhy_ : why_;
 }
 
-bool PlanEvaluator::stepTo(double T, double P)
+bool PlanEvaluator::stepTo(double T, double P, int lane)
 {
     if (step_.run(T, P)) {
         rangeWhy_.clear();
-        plan_.setTemperature(T, [this](int i) { return step_.root(i); });
+        if (lane < 0)
+            plan_.setTemperature(T, [this](int i) { return step_.root(i); });
+        else
+            plan_.setLaneTemperature(lane, T, [this](int i) { return step_.root(i); });
         return true;
     }
     // A function in use does not cover T: the kernel evaluator words the refusal.
@@ -223,32 +227,47 @@ bool PlanEvaluator::evaluateBatch(const double* T, double P, const double* y, si
     P_ = P;
     for (size_t p = 0; p < count; p += kBlock)
         if (!runBlock(T, y, count, p, std::min(kBlock, count - p), order, G, grad, hess)) return false;
+    // the evaluator stays at the last point's temperature, for single points too
+    if (count > 0 && plan_.blockable()) plan_.setTemperature(T_, [this](int i) { return step_.root(i); });
     return true;
 }
 
 // Points p0 .. p0+b-1 of a batch (b <= kBlock), each at T[p] when T is given:
-// their fractions gathered point by point, evaluated into the block's
-// scratch, and written out entry by entry, b consecutive values at a time
-// (writing a point's entries straight into the batch arrays, a row of count
-// values apart, would keep a few cache sets busy and evict the rest).
+// their fractions gathered into the block's lanes, evaluated side by side
+// (point by point for a partitioned phase), and written out entry by entry,
+// b consecutive values at a time (writing a point's entries straight into
+// the batch arrays, a row of count values apart, would keep a few cache sets
+// busy and evict the rest).
 bool PlanEvaluator::runBlock(const double* T, const double* y, size_t count, size_t p0, size_t b, int order,
                              double* G, double* grad, double* hess)
 {
+    constexpr size_t L = kBlock;
     const size_t n = static_cast<size_t>(n_), dim = n + 1, packed = dim * (dim + 1) / 2;
     double* by = blockY_.data();
+    double* bG = blockG_.data();
     double* bg = blockGrad_.data();
     double* bh = blockHess_.data();
     for (size_t v = 0; v < n; ++v)
-        for (size_t j = 0; j < b; ++j) by[j * n + v] = y[v * count + p0 + j];
+        for (size_t j = 0; j < b; ++j) by[v * L + j] = y[v * count + p0 + j];
+    const bool lanes = plan_.blockable();
     for (size_t j = 0; j < b; ++j) {
         if (T != nullptr) {
             T_ = T[p0 + j];
             why_.clear();
-            stepTo(T_, P_);
-            if (!check(y, order)) return false;
+            if (!stepTo(T_, P_, lanes ? static_cast<int>(j) : -1) || !check(y, order)) return false;
         }
-        plan_.evaluate(by + j * n, 1, order, G + p0 + j, bg + j * dim, bh + j * packed);
+        if (!lanes) plan_.evaluate(by + j, L, order, bG + j, bg + j * dim, bh + j * packed);
     }
+    if (lanes) {
+        plan_.evaluateBlock(by, order, bG, bg, bh);
+        for (size_t j = 0; j < b; ++j) G[p0 + j] = bG[j];
+        if (order >= 1)
+            for (size_t r = 0; r < dim; ++r) std::copy(bg + r * L, bg + r * L + b, grad + r * count + p0);
+        if (order >= 2)
+            for (size_t k = 0; k < packed; ++k) std::copy(bh + k * L, bh + k * L + b, hess + k * count + p0);
+        return true;
+    }
+    for (size_t j = 0; j < b; ++j) G[p0 + j] = bG[j];
     if (order >= 1)
         for (size_t r = 0; r < dim; ++r)
             for (size_t j = 0; j < b; ++j) grad[r * count + p0 + j] = bg[j * dim + r];

@@ -31,8 +31,9 @@ class PlanEvaluator
 public:
     enum class Engine { kPlan, kKernel };
 
-    // part as for PhaseEvaluator; a partitioned phase (Part::Whole) takes the
-    // kernel path, the plan holding the regular set only.
+    // part as for PhaseEvaluator; a partitioned phase (Part::Whole) is
+    // compiled as the partitioned model, its ordered or disordered part alone
+    // as a plain phase.
     PlanEvaluator(ThermDatabase& db, int phaseIndex, Engine engine = Engine::kPlan,
                   PhaseEvaluator::Part part = PhaseEvaluator::Part::Whole);
 
@@ -62,7 +63,7 @@ public:
     size_t planBytes() const
     {
         return planned_ ? plan_.bytes() + step_.bytes() +
-                              (blockY_.capacity() + blockGrad_.capacity() + blockHess_.capacity()) * sizeof(double)
+                              (blockY_.capacity() + blockG_.capacity() + blockGrad_.capacity() + blockHess_.capacity()) * sizeof(double)
                         : 0;
     }
     const TemperatureStep& temperatureStep() const { return step_; }
@@ -73,7 +74,7 @@ private:
     void build();
     bool stale() const;
     bool check(const void* y, int order);
-    bool stepTo(double T, double P);
+    bool stepTo(double T, double P, int lane = -1);
     bool runBlock(const double* T, const double* y, size_t count, size_t p0, size_t b, int order, double* G,
                   double* grad, double* hess);
     void scatterKernel(int order, size_t count, size_t p, double* G, double* grad, double* hess) const;
@@ -96,8 +97,8 @@ private:
     EvaluationPlan::Point point_;    //!< scratch of one point
     PhaseProperties kernelPoint_;    //!< scratch of the kernel path in batches
     std::vector<double> yPoint_;     //!< scratch: one point's fractions gathered for the kernel path
-    static constexpr size_t kBlock = 8;  //!< points of a batch evaluated before they are written out
-    std::vector<double> blockY_, blockGrad_, blockHess_;  //!< scratch of one block, point after point
+    static constexpr size_t kBlock = EvaluationPlan::kLanes;  //!< points of a batch evaluated side by side
+    std::vector<double> blockY_, blockG_, blockGrad_, blockHess_;  //!< scratch of one block
 };
 
 #endif
