@@ -176,9 +176,7 @@ struct FileCase
     const char* expected;                                   // part of the message
 };
 
-class ArchiveFile : public ::testing::TestWithParam<FileCase>
-{
-};
+using ArchiveFile = ::testing::TestWithParam<FileCase>;
 
 TEST_P(ArchiveFile, IsRefusedWithItsReason)
 {
@@ -250,9 +248,7 @@ struct IndexCase
     const char* expected;
 };
 
-class ArchiveIndex : public ::testing::TestWithParam<IndexCase>
-{
-};
+using ArchiveIndex = ::testing::TestWithParam<IndexCase>;
 
 TEST_P(ArchiveIndex, IsRefusedWithItsReason)
 {

@@ -157,9 +157,7 @@ void PrintTo(const Case& c, std::ostream* os)
     *os << '"' << c.text << "\" type " << c.nType << " order " << c.nOrder << (c.bDo ? " do-set" : "");
 }
 
-class CalcDerivatives : public ::testing::TestWithParam<Case>
-{
-};
+using CalcDerivatives = ::testing::TestWithParam<Case>;
 
 TEST_P(CalcDerivatives, MatchFiniteDifferences)
 {

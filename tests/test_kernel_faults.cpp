@@ -29,9 +29,7 @@ struct TwiceReadCase
 
 void PrintTo(const TwiceReadCase& c, std::ostream* os) { *os << c.name; }
 
-class OnDemandBeforeEachRead : public ::testing::TestWithParam<TwiceReadCase>
-{
-};
+using OnDemandBeforeEachRead = ::testing::TestWithParam<TwiceReadCase>;
 
 TEST_P(OnDemandBeforeEachRead, SecondReadSeesTheRefreshedInput)
 {
@@ -76,9 +74,7 @@ struct ShiftCase
 
 void PrintTo(const ShiftCase& c, std::ostream* os) { *os << c.name; }
 
-class ShiftedOrderFlag : public ::testing::TestWithParam<ShiftCase>
-{
-};
+using ShiftedOrderFlag = ::testing::TestWithParam<ShiftCase>;
 
 TEST_P(ShiftedOrderFlag, ComesFromThePhasesGibbsModel)
 {
@@ -114,9 +110,7 @@ struct PrecisionCase
 
 void PrintTo(const PrecisionCase& c, std::ostream* os) { *os << c.name; }
 
-class StreamPrecision : public ::testing::TestWithParam<PrecisionCase>
-{
-};
+using StreamPrecision = ::testing::TestWithParam<PrecisionCase>;
 
 TEST_P(StreamPrecision, ListRoundTripsWithTheStreamsSetting)
 {
@@ -174,9 +168,7 @@ struct SharedCase
 
 void PrintTo(const SharedCase& c, std::ostream* os) { *os << c.name; }
 
-class WildcardSharedRecord : public ::testing::TestWithParam<SharedCase>
-{
-};
+using WildcardSharedRecord = ::testing::TestWithParam<SharedCase>;
 
 TEST_P(WildcardSharedRecord, SurvivesExpansionOfTheSource)
 {

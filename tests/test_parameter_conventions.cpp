@@ -73,9 +73,7 @@ struct Point
 
 void PrintTo(const Point& c, std::ostream* os) { *os << c.name; }
 
-class SortedConstituents : public ::testing::TestWithParam<Point>
-{
-};
+using SortedConstituents = ::testing::TestWithParam<Point>;
 
 TEST_P(SortedConstituents, ValueAndDerivativesFollowTheSortedOrder)
 {

@@ -63,29 +63,6 @@ TEST(Polynom, RandomPiecesValueAndDerivatives)
     }
 }
 
-TEST(Polynom, KnownTermValues)
-{
-    TThermTPolynom c;
-    c.m_dC = 1.0;
-    double T = 812.5;
-    EXPECT_DOUBLE_EQ(At(c, T, 0), T * std::log(T));
-    EXPECT_DOUBLE_EQ(At(c, T, 1), std::log(T) + 1.0);
-    EXPECT_DOUBLE_EQ(At(c, T, 2), 1.0 / T);
-    EXPECT_DOUBLE_EQ(At(c, T, 3), -1.0 / (T * T));
-
-    TThermTPolynom sq;  // 3*T^2
-    sq.m_nPowerTerms = 1;
-    sq.m_adPowerCoef[0] = 3.0;
-    sq.m_anPowerExp[0] = 2;
-    EXPECT_DOUBLE_EQ(At(sq, T, 0), 3 * T * T);
-    EXPECT_DOUBLE_EQ(At(sq, T, 1), 6 * T);
-    EXPECT_DOUBLE_EQ(At(sq, T, 2), 6.0);
-    EXPECT_DOUBLE_EQ(At(sq, T, 3), 0.0);
-    sq.m_anPowerExp[0] = 0;  // a constant written as a power
-    EXPECT_DOUBLE_EQ(At(sq, T, 0), 3.0);
-    EXPECT_DOUBLE_EQ(At(sq, T, 1), 0.0);
-}
-
 TEST(Polynom, OptionalTermsContributeToTheValueOnly)
 {
     const double R = VX_POLY_GAS_CONSTANT;

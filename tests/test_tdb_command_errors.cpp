@@ -34,9 +34,7 @@ struct ErrorCase
 
 void PrintTo(const ErrorCase& c, std::ostream* os) { *os << c.name; }
 
-class CommandErrors : public ::testing::TestWithParam<ErrorCase>
-{
-};
+using CommandErrors = ::testing::TestWithParam<ErrorCase>;
 
 TEST_P(CommandErrors, NameTheirPlaceAndStopThePhasesTheyFeed)
 {
@@ -102,9 +100,7 @@ struct SurvivorCase
 
 void PrintTo(const SurvivorCase& c, std::ostream* os) { *os << c.name; }
 
-class CommandErrorNeighbours : public ::testing::TestWithParam<SurvivorCase>
-{
-};
+using CommandErrorNeighbours = ::testing::TestWithParam<SurvivorCase>;
 
 TEST_P(CommandErrorNeighbours, KeepTheirExactValues)
 {
@@ -144,9 +140,7 @@ struct RunOnCase
 
 void PrintTo(const RunOnCase& c, std::ostream* os) { *os << c.name; }
 
-class RunOnCommands : public ::testing::TestWithParam<RunOnCase>
-{
-};
+using RunOnCommands = ::testing::TestWithParam<RunOnCase>;
 
 TEST_P(RunOnCommands, StartWhereALineBeginsWithACommand)
 {
@@ -191,9 +185,7 @@ struct FeedsCase
 
 void PrintTo(const FeedsCase& c, std::ostream* os) { *os << c.name; }
 
-class CommandFeeds : public ::testing::TestWithParam<FeedsCase>
-{
-};
+using CommandFeeds = ::testing::TestWithParam<FeedsCase>;
 
 TEST_P(CommandFeeds, NameThePhaseOrTypeCode)
 {

@@ -23,9 +23,7 @@ struct DuplicateCase
 
 void PrintTo(const DuplicateCase& c, std::ostream* os) { *os << c.name; }
 
-class DuplicateParameters : public ::testing::TestWithParam<DuplicateCase>
-{
-};
+using DuplicateParameters = ::testing::TestWithParam<DuplicateCase>;
 
 TEST_P(DuplicateParameters, AreNamedWithBothPlaces)
 {

@@ -53,13 +53,6 @@ inline TThermFkt* Parameter(CVxDataMgr& dm, int nType = 0, int nOrder = 0)
     return f;
 }
 
-// Central finite difference of fn at x.
-template <class F>
-double Derivative(F fn, double x, double h)
-{
-    return (fn(x + h) - fn(x - h)) / (2.0 * h);
-}
-
 // Five-point central difference (error of order h^4).
 template <class F>
 double Derivative5(F fn, double x, double h)
