@@ -8,6 +8,7 @@
 
 #include "database/DatabaseArchive.h"
 #include "models/PhaseEvaluator.h"
+#include "support/Differences.h"
 #include "support/TdbTestKit.h"
 
 namespace {
@@ -18,19 +19,6 @@ std::string Listing(ThermDatabase& db)
     db.symbols().WriteOutFunktions(out, 7);
     for (auto& rec : db.phases) rec.functions->WriteOutFunktions(out, 7);
     return out.m_pszBuffer;
-}
-
-// An interior composition: fractions 1, 2, 3, ... normalised per sublattice.
-std::vector<double> Composition(PhaseEvaluator& ev)
-{
-    std::vector<double> y(static_cast<size_t>(ev.variableCount()));
-    std::vector<double> sums(16, 0.0);
-    for (int i = 0; i < ev.variableCount(); ++i) {
-        y[static_cast<size_t>(i)] = 1.0 + i;
-        sums[static_cast<size_t>(ev.variableSublattice(i))] += 1.0 + i;
-    }
-    for (int i = 0; i < ev.variableCount(); ++i) y[static_cast<size_t>(i)] /= sums[static_cast<size_t>(ev.variableSublattice(i))];
-    return y;
 }
 
 TEST(ArchiveOfReadDatabases, RoundTripKeepsListingsPhasesAndEnergies)
@@ -63,7 +51,7 @@ TEST(ArchiveOfReadDatabases, RoundTripKeepsListingsPhasesAndEnergies)
             EXPECT_EQ(a.m_SiteRatios, b.m_SiteRatios);
             if (!a.m_bEvaluable || compared >= 12) continue;
             PhaseEvaluator ea(*src.db, static_cast<int>(p)), eb(back, static_cast<int>(p));
-            std::vector<double> y = Composition(ea);
+            std::vector<double> y = fd::InteriorComposition(ea);
             PhaseProperties ra, rb;
             ea.setTemperature(1000.0, 101325.0);
             bool okA = ea.evaluate(y.data(), 2, ra);

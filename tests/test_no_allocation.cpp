@@ -68,6 +68,7 @@ TEST(NoAllocation, CompositionEvaluationOfEveryFamily)
 }
 
 #include "models/PhaseEvaluator.h"
+#include "support/Differences.h"
 #include "support/PublishedWithoutDefects.h"
 #include "support/TdbTestKit.h"
 
@@ -87,11 +88,7 @@ TEST(NoAllocation, PhaseEvaluationOnceResultsAreSized)
         const char* name = c.name;
         PhaseEvaluator ev(db, db.findPhase(name));
         ASSERT_TRUE(ev.evaluable()) << name;
-        std::vector<double> y(static_cast<size_t>(ev.variableCount()));
-        std::vector<double> perSublattice(8, 0.0);
-        for (int i = 0; i < ev.variableCount(); ++i) ++perSublattice[static_cast<size_t>(ev.variableSublattice(i))];
-        for (int i = 0; i < ev.variableCount(); ++i)
-            y[static_cast<size_t>(i)] = 1.0 / perSublattice[static_cast<size_t>(ev.variableSublattice(i))];
+        const std::vector<double> y = fd::InteriorComposition(ev);
         PhaseProperties out;
         ev.setTemperature(900.0, 101325.0);
         ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << name << ": " << ev.why();

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <set>
 #include <sstream>
 #include <string>
@@ -88,48 +87,6 @@ double MagneticG(double T, double TC, double beta, double p)
 // ---------------------------------------------------------------------------
 // Compositions and temperatures
 
-// splitmix64: a small generator whose sequence is fixed by its seed on every
-// platform (the distributions of <random> are not).
-struct SplitMix
-{
-    uint64_t s;
-    uint64_t next()
-    {
-        uint64_t z = (s += 0x9E3779B97F4A7C15ull);
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-        return z ^ (z >> 31);
-    }
-    double uniform() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
-};
-
-uint64_t Hash(const std::string& s)  // FNV-1a, so that each phase keeps its composition when others change
-{
-    uint64_t h = 1469598103934665603ull;
-    for (unsigned char c : s) h = (h ^ c) * 1099511628211ull;
-    return h;
-}
-
-// Fractions drawn in [0.05, 0.95] and normalised per sublattice; a sublattice
-// of one constituent gets 1.
-std::vector<double> InteriorComposition(const PhaseEvaluator& ev, const std::string& seedText)
-{
-    SplitMix rng{Hash(seedText) ^ 20240611ull};
-    const int n = ev.variableCount();
-    std::vector<double> y(static_cast<size_t>(n));
-    for (double& v : y) v = 0.05 + 0.9 * rng.uniform();
-    int sublattices = 0;
-    for (int i = 0; i < n; ++i) sublattices = std::max(sublattices, ev.variableSublattice(i) + 1);
-    for (int s = 0; s < sublattices; ++s) {
-        double sum = 0;
-        for (int i = 0; i < n; ++i)
-            if (ev.variableSublattice(i) == s) sum += y[static_cast<size_t>(i)];
-        for (int i = 0; i < n; ++i)
-            if (ev.variableSublattice(i) == s) y[static_cast<size_t>(i)] /= sum;
-    }
-    return y;
-}
-
 // Common temperature range of a phase's parameters: the highest lower limit
 // of a first piece, the lowest upper limit of a last piece.
 void ParameterRange(ThermDatabase& db, ThermDatabase::PhaseRecord& rec, double& lo, double& hi)
@@ -203,7 +160,7 @@ TEST_P(PublishedDatabases, DerivativesOfEveryEvaluablePhaseAgreeWithDifferencesO
         seen.insert(phase);
         double lo, hi;
         ParameterRange(db, rec, lo, hi);
-        const std::vector<double> y = InteriorComposition(ev, std::string(c.file) + "/" + phase);
+        const std::vector<double> y = fd::InteriorComposition(ev);
         for (double T : {c.T1, c.T2}) {
             // the widest T stencil reaches 2 * kHT2 either side
             ASSERT_TRUE(T - 2 * kHT2 >= lo && T + 2 * kHT2 < hi)

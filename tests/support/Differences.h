@@ -122,6 +122,18 @@ double D2(F& f, std::vector<double> x, int i, double hi, int j, double hj)
     return (4.0 * cross(1.0) - cross(2.0)) / 3.0;
 }
 
+// An interior composition of the evaluator's variables: fractions in
+// proportion to 1, 2, 3, ... in the order of the variables, normalised per
+// sublattice (a sublattice of one constituent gets 1).
+inline std::vector<double> InteriorComposition(const PhaseEvaluator& ev)
+{
+    const int n = ev.variableCount();
+    std::vector<double> y(static_cast<size_t>(n)), sums(static_cast<size_t>(n), 0.0);
+    for (int i = 0; i < n; ++i) sums[static_cast<size_t>(ev.variableSublattice(i))] += 1.0 + i;
+    for (int i = 0; i < n; ++i) y[static_cast<size_t>(i)] = (1.0 + i) / sums[static_cast<size_t>(ev.variableSublattice(i))];
+    return y;
+}
+
 // Every derivative of phase phaseIndex at (y, T) against differences of G,
 // and the molar quantities against their definitions.  R is the gas constant
 // of the ideal term, which sets the scale of G's rounding.
