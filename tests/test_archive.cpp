@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <sys/resource.h>
@@ -18,18 +17,13 @@
 #include "database/PayloadChecksum.h"
 #include "database/ThermDatabase.h"
 #include "support/PhaseTestKit.h"
+#include "support/TdbTestKit.h"
 
 namespace {
 
 std::string TempPath(const std::string& name)
 {
     return ::testing::TempDir() + "thermkernel_" + std::to_string(getpid()) + "_" + name;
-}
-
-std::string Slurp(const std::string& path)
-{
-    std::ifstream f(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
 }
 
 void Spit(const std::string& path, const std::string& bytes)
@@ -152,7 +146,7 @@ std::string SavedBytes(ThermDatabase& db)
 {
     std::string path = TempPath("saved.thdb"), error;
     EXPECT_TRUE(saveDatabaseArchive(db, path, error)) << error;
-    std::string bytes = Slurp(path);
+    std::string bytes = kit::Slurp(path);
     std::remove(path.c_str());
     return bytes;
 }
@@ -377,7 +371,7 @@ TEST(ArchiveSave, KeepsTheModeOfTheFileItReplaces)
         ASSERT_EQ(chmod(path.c_str(), mode), 0);
         ASSERT_TRUE(saveDatabaseArchive(db, path, error)) << error;
         EXPECT_EQ(Mode(path), mode);
-        EXPECT_NE(Slurp(path), "old");
+        EXPECT_NE(kit::Slurp(path), "old");
     }
     std::remove(path.c_str());
 }
@@ -404,7 +398,7 @@ TEST(ArchiveSave, AFailedWriteLeavesTheExistingFile)
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    EXPECT_EQ(Slurp(path), "precious");
+    EXPECT_EQ(kit::Slurp(path), "precious");
     std::remove(path.c_str());
     EXPECT_EQ(rmdir(dir.c_str()), 0) << "a temporary file was left in " << dir;
 }

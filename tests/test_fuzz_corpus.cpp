@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -19,12 +17,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string Slurp(const fs::path& path)
-{
-    std::ifstream f(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
-}
 
 std::vector<fs::path> FilesIn(const std::vector<std::string>& folders)
 {
@@ -50,7 +42,7 @@ TEST(FuzzCorpus, ReaderInputs)
     for (const fs::path& f : files) {
         if (f.extension() == ".md") continue;
         SCOPED_TRACE(f.string());
-        Replay(fuzz::readerInput, Slurp(f));
+        Replay(fuzz::readerInput, kit::Slurp(f.string()));
         ++replayed;
     }
     EXPECT_GT(replayed, 10);
@@ -70,7 +62,7 @@ TEST(FuzzCorpus, CacheInputs)
     }
     for (const fs::path& f : FilesIn({kCorpus + "/fuzz/cache"})) {
         SCOPED_TRACE(f.string());
-        Replay(fuzz::cacheInput, Slurp(f));
+        Replay(fuzz::cacheInput, kit::Slurp(f.string()));
         ++replayed;
     }
     EXPECT_GE(replayed, 6);
@@ -81,7 +73,7 @@ TEST(FuzzCorpus, ArgumentInputs)
     std::vector<fs::path> files = FilesIn({kCorpus + "/fuzz/arguments"});
     for (const fs::path& f : files) {
         SCOPED_TRACE(f.string());
-        Replay(fuzz::argumentsInput, Slurp(f));
+        Replay(fuzz::argumentsInput, kit::Slurp(f.string()));
     }
     EXPECT_GE(files.size(), 4u);
 }

@@ -1,12 +1,9 @@
 // A full evaluation pass at a new temperature must not touch the heap.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
 #include <string>
 #include <vector>
-#include <cstdlib>
-#include <new>
 
 #include "support/KernelTestKit.h"
 

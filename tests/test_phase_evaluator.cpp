@@ -6,12 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <cstdlib>
 #include <map>
 #include <memory>
-#include <new>
 #include <ostream>
 #include <string>
 #include <vector>

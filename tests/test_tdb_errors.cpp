@@ -6,21 +6,12 @@
 
 #include <dirent.h>
 
-#include <fstream>
 #include <random>
 #include <sstream>
 
 #include "support/TdbTestKit.h"
 
 namespace {
-
-std::string Slurp(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 std::vector<std::string> CorpusFiles()
 {
@@ -69,7 +60,7 @@ TEST(TdbCorpus, EveryFileGivesTheDiagnosticsItStates)
         kit::Loaded l;
         l.ok = tdb::readTdbFile(path, *l.db, l.report);
         ASSERT_TRUE(l.ok) << path;
-        std::istringstream text(Slurp(path));
+        std::istringstream text(kit::Slurp(path));
         std::string line;
         int expectations = 0;
         while (std::getline(text, line)) {
@@ -212,7 +203,7 @@ TEST(TdbFuzz, MutatedDatabasesNeverCrashTheReaderOrTheEvaluation)
     std::mt19937 rng(20261123);
     int rounds = 0, withErrors = 0;
     for (const char* f : files) {
-        std::string original = Slurp(std::string(THERM_SHARED_DB_DIR) + "/" + f);
+        std::string original = kit::Slurp(std::string(THERM_SHARED_DB_DIR) + "/" + f);
         ASSERT_FALSE(original.empty()) << f;
         for (int i = 0; i < 150; ++i) {
             std::string mutated = Mutate(original, rng);

@@ -3,6 +3,8 @@
 #ifndef TESTS_SUPPORT_TDBTESTKIT_H
 #define TESTS_SUPPORT_TDBTESTKIT_H
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -11,6 +13,13 @@
 #include "thermfunctions/VxThermFunctions.h"
 
 namespace kit {
+
+//! The bytes of a file ("" when it cannot be read).
+inline std::string Slurp(const std::string& path)
+{
+    std::ifstream f(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
+}
 
 struct Loaded
 {
