@@ -1,5 +1,6 @@
 #include "cli/Arguments.h"
 
+#include <cctype>
 #include <cmath>
 #include <set>
 
@@ -31,7 +32,7 @@ const char* commandName(Command c)
 // silently ignored, so that a misplaced option is noticed.
 bool optionApplies(Command c, const std::string& option)
 {
-    if (option == "--cache") return true;
+    if (option == "--cache" || option == "--set" || option == "--undefined-as-zero") return true;
     switch (c) {
     case Command::Phases: return false;
     case Command::List: return option == "--phase";
@@ -123,9 +124,10 @@ Options parseArguments(const std::vector<std::string>& args)
             option = option.substr(0, eq);
             hasInlineValue = true;
         }
-        static const std::set<std::string> withValue = {"--phase", "--T",      "--y",     "--P",
-                                                        "--cache", "--engine", "--points", "--order", "--vary-T"};
-        static const std::set<std::string> flags = {"--json", "--csv", "--hessian", "--ordered-part-only"};
+        static const std::set<std::string> withValue = {"--phase",  "--T",    "--y",      "--P",     "--cache",
+                                                        "--engine", "--points", "--order", "--vary-T", "--set"};
+        static const std::set<std::string> flags = {"--json", "--csv", "--hessian", "--ordered-part-only",
+                                                    "--undefined-as-zero"};
         if (!withValue.count(option) && !flags.count(option))
             throw CliError(kExitUsage, "unknown option " + option + " (see thermfn --help)");
         if (!optionApplies(opts.command, option))
@@ -136,6 +138,7 @@ Options parseArguments(const std::vector<std::string>& args)
             if (option == "--csv") csv = true;
             if (option == "--hessian") opts.hessian = true;
             if (option == "--ordered-part-only") opts.orderedPartOnly = true;
+            if (option == "--undefined-as-zero") opts.undefinedAsZero = true;
             continue;
         }
         if (!hasInlineValue) {
@@ -145,7 +148,7 @@ Options parseArguments(const std::vector<std::string>& args)
                 throw CliError(kExitUsage, "option " + option + " expects a value");
             value = args[++i];
         }
-        bool repeatable = option == "--T" || option == "--y";
+        bool repeatable = option == "--T" || option == "--y" || option == "--set";
         if (!repeatable && !seen.insert(option).second)
             throw CliError(kExitUsage, "option " + option + " is given twice");
         if (option == "--phase") {
@@ -161,6 +164,13 @@ Options parseArguments(const std::vector<std::string>& args)
             if (!(opts.pressure > 0.0))
                 throw CliError(kExitUsage,
                                "--P: expected a pressure in Pa above 0, got " + formatNumber("%g", opts.pressure));
+        } else if (option == "--set") {
+            size_t at = value.find('=');
+            std::string name = trim(value.substr(0, at));
+            if (at == std::string::npos || name.empty())
+                throw CliError(kExitUsage, "--set '" + value + "': expected NAME=value");
+            for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+            opts.symbolValues.emplace_back(name, parseNumber(trim(value.substr(at + 1)), "--set " + name));
         } else if (option == "--cache") {
             if (value.empty()) throw CliError(kExitUsage, "--cache expects a file name");
             opts.cachePath = value;
@@ -252,6 +262,10 @@ Options:
   --ordered-part-only            with eval of a phase with a disordered part
                                  (DIS_PART): the ordered phase's own parameters
                                  only, without the disordered contribution
+  --set NAME=value               give a name the database uses without defining it
+                                 (a fitting variable, say) a constant; repeatable
+  --undefined-as-zero            take every other such name as 0 (with a warning
+                                 listing each and where it is used)
   --cache FILE                   load the parsed database from FILE when it is a
                                  current cache of DB, otherwise parse DB and write FILE
   --engine plan|kernel           eval, bench: the compiled plan (default) or the

@@ -6,6 +6,7 @@
 #define CLI_ARGUMENTS_H
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/CliError.h"
@@ -35,6 +36,9 @@ struct Options
     int benchOrder = 2;                      //!< bench --order
     bool varyT = false;                      //!< bench --vary-T: a temperature per point
     double varyLow = 0.0, varyHigh = 0.0;    //!< its range [K]
+    //! --set NAME=value, in order: values of names the database uses without defining them
+    std::vector<std::pair<std::string, double>> symbolValues;
+    bool undefinedAsZero = false;            //!< --undefined-as-zero
 };
 
 // Parses the arguments after the program name.  Throws CliError (exit code 2)

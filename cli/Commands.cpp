@@ -24,7 +24,7 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
             out << usageText();
             return 0;
         }
-        std::unique_ptr<ThermDatabase> db = openDatabase(opts.database, opts.cachePath, err);
+        std::unique_ptr<ThermDatabase> db = openDatabase(opts.database, opts.cachePath, err, opts.symbolValues, opts.undefinedAsZero);
         switch (opts.command) {
         case Command::Phases: showPhases(*db, out); break;
         case Command::List: showListing(*db, opts.phase, out); break;

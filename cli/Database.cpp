@@ -79,8 +79,46 @@ bool isCacheFile(const std::string& path)
     return f.read(magic, 4) && magic[0] == 'T' && magic[1] == 'H' && magic[2] == 'D' && magic[3] == 'B';
 }
 
+namespace {
+
+void giveSymbolValues(ThermDatabase& db, const std::vector<std::pair<std::string, double>>& symbolValues,
+                      bool undefinedAsZero, std::ostream& err)
+{
+    for (const auto& [name, value] : symbolValues) {
+        std::string error;
+        if (!db.setSymbolValue(name, value, error)) throw CliError(kExitUsage, "--set " + name + ": " + error);
+    }
+    if (undefinedAsZero) {
+        std::string list = db.expressions.setUnsetToZero();
+        if (!list.empty())
+            err << "thermfn: warning: --undefined-as-zero: these names have no definition in the database and are "
+                   "taken as 0:\n"
+                << list;
+    }
+}
+
+std::unique_ptr<ThermDatabase> readDatabase(const std::string& tdbPath, const std::string& cachePath,
+                                            std::ostream& err, const tdb::ReadOptions& options);
+
+}  // namespace
+
 std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const std::string& cachePath,
-                                            std::ostream& err)
+                                            std::ostream& err,
+                                            const std::vector<std::pair<std::string, double>>& symbolValues,
+                                            bool undefinedAsZero)
+{
+    tdb::ReadOptions options;
+    for (const auto& entry : symbolValues) options.givenSymbols.push_back(entry.first);
+    options.undefinedAsZero = undefinedAsZero;
+    std::unique_ptr<ThermDatabase> db = readDatabase(tdbPath, cachePath, err, options);
+    giveSymbolValues(*db, symbolValues, undefinedAsZero, err);
+    return db;
+}
+
+namespace {
+
+std::unique_ptr<ThermDatabase> readDatabase(const std::string& tdbPath, const std::string& cachePath,
+                                            std::ostream& err, const tdb::ReadOptions& options)
 {
     bool writeCache = !cachePath.empty();
     std::error_code ec;
@@ -100,7 +138,7 @@ std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const st
 
     auto db = freshDatabase();
     tdb::ReadReport report;
-    bool usable = tdb::readTdbFile(tdbPath, *db, report);
+    bool usable = tdb::readTdbFile(tdbPath, *db, report, options);
     for (const tdb::Diagnostic& d : report.diagnostics) err << d.format() << '\n';
     if (!usable) throw CliError(kExitUsage, "cannot read database " + tdbPath + "; expected a readable TDB file");
     if (report.elements + report.species + report.functions + report.phases + report.parameters == 0)
@@ -117,5 +155,7 @@ std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const st
     }
     return db;
 }
+
+}  // namespace
 
 }  // namespace thermfn

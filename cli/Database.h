@@ -6,6 +6,8 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 class ThermDatabase;
 
@@ -22,8 +24,14 @@ bool isCacheFile(const std::string& path);
 // read.  Kernel messages are echoed to standard error as they arrive;
 // the reader's diagnostics and the tool's own notes go to err.  Throws
 // CliError (exit code 2) when there is no usable database.
+// Then gives the names the database uses without defining them their values:
+// those of symbolValues (NAME, value), then 0 to the others when
+// undefinedAsZero (with one warning on err listing each and where it is used).
+// A name in symbolValues that is no such name is a CliError (exit code 2).
 std::unique_ptr<ThermDatabase> openDatabase(const std::string& tdbPath, const std::string& cachePath,
-                                            std::ostream& err);
+                                            std::ostream& err,
+                                            const std::vector<std::pair<std::string, double>>& symbolValues = {},
+                                            bool undefinedAsZero = false);
 
 }  // namespace thermfn
 

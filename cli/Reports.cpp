@@ -49,9 +49,16 @@ void showPhases(ThermDatabase& db, std::ostream& out)
         << formatNumber("%g", db.defaultTHigh) << " K\n\n";
     std::vector<std::vector<std::string>> rows = {
         {"phase", "sublattices", "sites", "constituents", "parameters", "evaluable"}};
-    for (const ThermDatabase::PhaseRecord& rec : db.phases) {
+    for (size_t p = 0; p < db.phases.size(); ++p) {
+        const ThermDatabase::PhaseRecord& rec = db.phases[p];
         const CVxPhase& phase = *rec.phase;
         std::string evaluable = phase.m_bEvaluable ? "yes" : "no: " + phase.m_NotEvaluableWhy;
+        std::vector<std::string> unset = db.unsetSymbolsUsedBy(static_cast<int>(p));
+        if (!unset.empty()) {
+            evaluable = (phase.m_bEvaluable ? "no: " : evaluable + "; ") + "uses undefined";
+            for (size_t k = 0; k < unset.size(); ++k) evaluable += (k ? ", " : " ") + unset[k];
+            evaluable += " (give a value with --set NAME=VALUE or --undefined-as-zero)";
+        }
         if (phase.m_bEvaluable && phase.m_nModelType == 10 && phase.m_szDoName[0])
             evaluable += std::string(", with disordered part ") + phase.m_szDoName;
         rows.push_back({phase.m_szPhaseName, std::to_string(phase.m_nSublatticeCount), siteRatios(phase),
@@ -114,8 +121,9 @@ FunctionResults computeFunction(ThermDatabase& db, const Options& opts, std::ost
         if (!why.empty()) throw CliError(kExitFailure, "FUNCTION " + results.name + " has no value: " + why);
     }
     for (double T : opts.temperatures) {
-        TK.CalcTValues(T);
-        symbols.SaveCalcPTValues(T, opts.pressure, 2);
+        db.temperatureStep(T, opts.pressure);
+        std::string refusal = db.refusalOfSymbol(index);
+        if (!refusal.empty()) throw CliError(kExitFailure, refusal);
         results.points.push_back(FunctionPoint{T, opts.pressure, function->m_dValue, function->m_dValueT,
                                                function->m_dValueTT, function->m_dValueTTT});
     }

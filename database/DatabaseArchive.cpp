@@ -14,6 +14,7 @@
 #include "database/ArchiveBytes.h"
 #include "database/ArchiveChecks.h"
 #include "database/AtomicFile.h"
+#include "database/ExpressionArchive.h"
 #include "database/KernelRecords.h"
 #include "database/PayloadChecksum.h"
 #include "database/ThermDatabase.h"
@@ -124,6 +125,7 @@ QByteArray Payload(ThermDatabase& db)
             rec.functions->Serialize(out, 1);
         }
     });
+    AppendSection(payload, "EXPR", [&](QDataStream& out) { putSymbolExpressions(out, db.expressions); });
     return payload;
 }
 
@@ -377,6 +379,7 @@ bool loadDatabaseArchiveBytes(ThermDatabase& db, const char* data, size_t size, 
         {"POLY", [&](ByteReader& in) { ReadPieces(in, dm); }},
         {"SYMB", [&](ByteReader& in) { readFunctionListRecord(in, *dm.GetSymbolFktMgr(), dm); }},
         {"PHAS", [&](ByteReader& in) { ReadPhases(in, db); }},
+        {"EXPR", [&](ByteReader& in) { readSymbolExpressions(in, db.expressions, dm.GetSymbolFktMgr()->m_FktArray.m_nSize); }},
     };
     for (const Section& s : order) {
         auto it = sections.find(s.tag);

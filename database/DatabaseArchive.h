@@ -12,6 +12,8 @@
 //   POLY  the pieces, in the kernel's piece records
 //   SYMB  the symbol-function list, in the kernel's function-list record
 //   PHAS  per phase its structure, its Gibbs-model table and its function list
+//   EXPR  the expression trees and the names used without a definition
+//         (ExpressionArchive.h)
 // Sections are found by tag, so a later version can add one without moving
 // the others; a section of an unknown tag is skipped.  Any change of what a
 // section holds raises the version, and a cache of another version is
@@ -37,7 +39,8 @@
 class ThermDatabase;
 
 //! Version written into, and the only one accepted from, a cache file.
-constexpr int kDatabaseArchiveVersion = 2;
+//! 3: the EXPR section.
+constexpr int kDatabaseArchiveVersion = 3;
 
 bool saveDatabaseArchive(const ThermDatabase& db, const std::string& path, std::string& error);
 bool loadDatabaseArchive(ThermDatabase& db, const std::string& path, std::string& error);

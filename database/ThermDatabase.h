@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "database/SymbolExpressions.h"
 #include "host/CVxDataMgr.h"
 #include "host/CVxGibbs.h"
 #include "host/CVxPhase.h"
@@ -33,6 +34,7 @@ public:
     double defaultTHigh = 6000.0;      //!< upper temperature limit of the database [K]
     std::string sourceName;            //!< file the database was read from
     std::string sourceDigest;          //!< contentDigest() of the bytes it was read from ("" when built otherwise)
+    SymbolExpressions expressions;     //!< symbols that are expression trees or undefined names
 
     ThermDatabase() = default;
     ThermDatabase(const ThermDatabase&) = delete;
@@ -44,6 +46,24 @@ public:
     PhaseRecord& addPhase(const std::string& name);
     // The symbol-function list of the data manager.
     TThermFktMgr& symbols() { return *dataMgr.GetSymbolFktMgr(); }
+
+    // The temperature step of the symbol functions: the power table of T,
+    // then every symbol (pieces, trees, free symbols) in list order.  Phase
+    // parameter lists are evaluated after it.
+    void temperatureStep(double T, double P);
+    // Gives a name the database uses without defining it the constant value
+    // (upper or lower case); used from the next temperature step on, without
+    // reading the database again.  False with error for any other name.
+    bool setSymbolValue(const std::string& name, double value, std::string& error);
+    // Why symbol s cannot be used after the last temperature step: a tree
+    // with a domain error or a name without a value, among s and the symbols
+    // it reads at that temperature; empty when it can.
+    std::string refusalOfSymbol(int s);
+    // Names without a value that the phase's parameters read in any range,
+    // each once; empty when there are none.
+    std::vector<std::string> unsetSymbolsUsedBy(int phaseIndex);
+    //! Symbol positions of every name without a definition the phase's parameters read, set or not.
+    std::vector<int> freeSymbolsUsedBy(int phaseIndex);
 };
 
 #endif

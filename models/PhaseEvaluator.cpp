@@ -257,6 +257,7 @@ PhaseEvaluator::PhaseEvaluator(ThermDatabase& db, int phaseIndex, Part part)
         ionic_ = std::make_unique<IonicLiquidPhase>(*phase_, *gibbs_, *list_, n_);
     for (int i = 0; i < functionCount_; ++i)
         if (terms_->reads(list_->m_FktArray.m_pData[i])) modelParameters_.push_back(list_->m_FktArray.m_pData[i]);
+    freeSymbols_ = db.freeSymbolsUsedBy(phaseIndex);
     const size_t symbols = static_cast<size_t>(db.symbols().m_FktArray.m_nSize);
     symbolSeen_.assign(symbols, 0);
     symbolStack_.reserve(symbols);
@@ -266,8 +267,15 @@ PhaseEvaluator::~PhaseEvaluator() = default;
 
 bool PhaseEvaluator::evaluable() const
 {
-    return phase_ != nullptr && phase_->m_bEvaluable != 0 && partitionWhy_.empty() &&
-           (!ionic_ || ionic_->problem().empty());
+    if (phase_ == nullptr || phase_->m_bEvaluable == 0 || !partitionWhy_.empty() ||
+        (ionic_ && !ionic_->problem().empty()))
+        return false;
+    for (int s : freeSymbols_)
+        if (db_.expressions.isUnsetFree(s)) {
+            freeWhy_ = db_.expressions.refusal(s, db_.dataMgr);
+            return false;
+        }
+    return true;
 }
 
 const std::string& PhaseEvaluator::why() const
@@ -275,6 +283,7 @@ const std::string& PhaseEvaluator::why() const
     if (phase_ != nullptr && phase_->m_bEvaluable == 0) return phase_->m_NotEvaluableWhy;
     if (ionic_ && !ionic_->problem().empty()) return ionic_->problem();
     if (!partitionWhy_.empty()) return partitionWhy_;
+    if (!evaluable() && !freeWhy_.empty()) return freeWhy_;
     return why_.empty() ? rangeWhy_ : why_;
 }
 
@@ -304,9 +313,8 @@ void PhaseEvaluator::setTemperature(double T, double P)
     T_ = T;
     P_ = P;
     if (phase_ == nullptr) return;
-    TK.CalcTValues(T);
-    // the on-demand variant: symbols may refer to symbols defined after them
-    db_.symbols().SaveCalcPTValues(T, P, 2);
+    // symbols (pieces with the on-demand variant, expression trees, free symbols)
+    db_.temperatureStep(T, P);
     list_->CalcPTValues(T, P, 2);
     temperatureSet_ = true;
     why_.clear();
@@ -321,13 +329,13 @@ void PhaseEvaluator::checkTemperatureRanges()
     symbolSeen_.assign(static_cast<size_t>(nSymbols), 0);
     symbolStack_.clear();
     // the references the value of piece reads, as the kernel's piece evaluation reads them
+    auto push = [&](int s) {
+        if (s < 0 || s >= nSymbols || symbolSeen_[static_cast<size_t>(s)]) return;
+        symbolSeen_[static_cast<size_t>(s)] = 1;
+        symbolStack_.push_back(s);
+    };
     auto follow = [&](const TThermTPolynom* piece) {
         if (piece == nullptr) return;
-        auto push = [&](int s) {
-            if (s < 0 || s >= nSymbols || symbolSeen_[static_cast<size_t>(s)]) return;
-            symbolSeen_[static_cast<size_t>(s)] = 1;
-            symbolStack_.push_back(s);
-        };
         for (int j = 0; j < piece->m_nSymbolTerms; ++j) push(piece->m_anSymbolIndex[j]);
         if (piece->m_bRTLnTerm) push(piece->m_nRTLnSymbol);
         if (piece->m_bLnTerm) {
@@ -360,6 +368,14 @@ void PhaseEvaluator::checkTemperatureRanges()
             symbolStack_.pop_back();
             TThermFkt* g = symbols.m_FktArray.m_pData[s];
             if (g->m_pFktData->m_bDisabled) continue;
+            // a tree with a domain error at T, or a name without a value
+            if (db_.expressions.hasRefusal(s)) {
+                rangeWhy_ = db_.expressions.refusal(s, db_.dataMgr);
+                return;
+            }
+            if (const SymbolExpressions::TreeSymbol* tree = db_.expressions.treeAt(s))
+                for (const ExpressionTree::Node& node : tree->tree.nodes())
+                    if (node.op == ExpressionTree::Op::Symbol) push(node.symbol);
             if (OutsideItsRanges(*g)) {
                 const myCStringArray& names = db_.dataMgr.m_SymbolNames1;
                 std::string name = s < names.m_nSize ? names.m_pData[s].c_str() : "";

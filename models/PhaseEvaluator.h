@@ -125,7 +125,8 @@ public:
     //! True when the phase evaluates with its disordered part.
     bool partitioned() const { return partitioned_ != nullptr; }
 
-    //! False when the reader marked the phase not evaluable; why() gives the reason.
+    //! False when the reader marked the phase not evaluable, or while a name the
+    //! phase reads has no definition and no value; why() gives the reason.
     bool evaluable() const;
     //! The phase's reason when it is not evaluable; else the reason of the last
     //! refusal of evaluate(), or after setTemperature the reason why T cannot be
@@ -196,6 +197,9 @@ private:
     std::unique_ptr<PropertyTerms> terms_;
     //! the ionic-liquid model of a phase of that type, else null
     std::unique_ptr<IonicLiquidPhase> ionic_;
+    //! symbol positions of the names without a definition that the phase reads (set by the user or not)
+    std::vector<int> freeSymbols_;
+    mutable std::string freeWhy_;  //!< why evaluable() is false for a name without a value
     std::string rangeWhy_;  //!< why T is outside a range of a function in use; empty when covered
     std::string why_;       //!< reason of the last refusal other than a not-evaluable phase
     std::unique_ptr<PartitionedPhase> partitioned_;  //!< the partitioned model; null for other phases

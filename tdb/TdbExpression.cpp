@@ -365,9 +365,9 @@ struct Parser
             } else {
                 ExpressionParser::Symbol sym = resolver(name);
                 if (sym.index < 0) {
-                    if (name == "R" && hash)
-                        throw Failure{at, "undefined function 'R' (the gas constant is written R, without '#')"};
-                    throw Failure{at, "undefined function '" + name + "'"};
+                    if (name != "R") throw Failure{at, "undefined function '" + name + "'"};
+                    m.r = 1;  // "R#" with no FUNCTION R: the gas constant, as some databases write it
+                    return Sum{m};
                 }
                 if (sym.constant) return constant(sym.value, at);
                 referenced.push_back(sym.index);

@@ -21,6 +21,7 @@
 #include "TdbSource.h"
 #include "database/ContentDigest.h"
 #include "database/PhasePartition.h"
+#include "TdbTreeParser.h"
 #include "database/ThermDatabase.h"
 #include "models/IonicLiquidPhase.h"
 #include "models/PropertyTerms.h"
@@ -123,8 +124,8 @@ public:
         std::string message;
     };
 
-    Builder(const TdbSource& src, ThermDatabase& db, ReadReport& report)
-        : src_(src), text_(src.text()), db_(db), dm_(db.dataMgr), report_(report)
+    Builder(const TdbSource& src, ThermDatabase& db, ReadReport& report, const ReadOptions& options)
+        : src_(src), text_(src.text()), db_(db), dm_(db.dataMgr), report_(report), options_(options)
     {
     }
 
@@ -136,6 +137,7 @@ private:
     ThermDatabase& db_;
     CVxDataMgr& dm_;
     ReadReport& report_;
+    const ReadOptions& options_;
 
     std::unordered_map<std::string, int> species_;  //!< upper name -> data-manager element index
     std::unordered_map<std::string, int> symbols_;  //!< upper name -> symbol-list position
@@ -273,7 +275,7 @@ private:
     void element(const Command& c, size_t bodyBegin);
     void speciesCommand(const Command& c, size_t bodyBegin);
     std::string functionName(const Command& c, size_t bodyBegin, size_t& nameEnd);
-    bool functionBody(const Command& c, size_t bodyBegin, Problem& problem);
+    bool functionBody(const Command& c, size_t bodyBegin, bool allowTrees, Problem& problem);
     void typeDefinition(const Command& c, size_t bodyBegin);
     void phase(const Command& c, size_t bodyBegin);
     void constituent(const Command& c, size_t bodyBegin);
@@ -292,18 +294,43 @@ private:
     std::unordered_map<const TThermFktData*, size_t> parameterAt_;  //!< where each parameter's command starts
     int duplicateWarnings_ = 0;                                       //!< repeats found so far
 
-    // Temperature ranges "T0 expr; T1 Y expr; T2 N ref" into pieces; false with problem.
-    bool ranges(size_t begin, size_t end, int symbolList, bool foldConstants,
-                std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<int>& refs, Problem& problem);
+    //! A range whose expression is kept as a tree; its piece will refer to the tree's symbol.
+    struct TreeRange
+    {
+        size_t piece = 0;
+        ExpressionTree tree;
+    };
+    // Temperature ranges "T0 expr; T1 Y expr; T2 N ref" into pieces; false with
+    // problem.  With allowTrees, a range the piece cannot hold exactly is read
+    // as a tree into trees (its piece left empty).
+    bool ranges(size_t begin, size_t end, int symbolList, bool foldConstants, bool allowTrees,
+                std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
+                std::vector<int>& refs, Problem& problem);
     // ranges() as written; when that fails, once more with constant-valued functions
-    // taken as numbers, which lets "-7*UNTIER*LLIQ3" (UNTIER = 1/3) fit the term model.
-    bool readRanges(size_t begin, size_t end, int symbolList, std::vector<std::unique_ptr<TThermTPolynom>>& pieces,
+    // taken as numbers, which lets "-7*UNTIER*LLIQ3" (UNTIER = 1/3) fit the term model;
+    // then, with allowTrees, once more with trees for what the piece cannot hold.
+    bool readRanges(size_t begin, size_t end, int symbolList, bool allowTrees,
+                    std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
                     std::vector<int>& refs, Problem& problem);
+    // Each tree range becomes a symbol of its own, named after base, which its
+    // piece refers to with the factor 1.
+    void attachTrees(const std::string& base, const std::string& origin,
+                     std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
+                     std::vector<int>& refs);
+    // A new function at the end of the symbol list, with its bookkeeping.
+    int newSymbol(const std::string& name);
+    // A name used without a definition: a free symbol, each use recorded.
+    int freeSymbol(const std::string& name, size_t begin, size_t end);
+    void registerFreeSymbols();
+    std::map<std::string, std::vector<size_t>> freeUses_;  //!< undefined name -> offsets of its uses
+    Problem rangeNote_;  //!< a dialect the last ranges() accepted, for a warning ("" when none)
     // The value of a function made of one constant range that covers the database's limits.
     bool constantValue(const std::vector<std::unique_ptr<TThermTPolynom>>& pieces, double& value) const;
     std::unordered_map<std::string, double> constants_;  //!< functions known to be constant
     // A temperature limit at i: a number, or a run of "," for the default.
     bool limit(size_t& i, size_t end, double defaultValue, double& value);
+    // True when the range text at i starts with the expression, not with a lower limit.
+    bool lowerLimitLeftOut(size_t i, size_t end) const;
 };
 
 void Builder::temperatureLimits(const Command& c, size_t bodyBegin)
@@ -443,13 +470,32 @@ bool Builder::limit(size_t& i, size_t end, double defaultValue, double& value)
     return true;
 }
 
-bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstants,
-                     std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<int>& refs, Problem& problem)
+namespace {
+// Terms of a piece whose temperature derivatives the kernel leaves out (it
+// differentiates A, B, C, the powers and the symbol terms only): a range that
+// needs one of them is read as a tree, so that S, H and Cp stay exact.  A
+// pressure term p*P with a constant p has no temperature derivative to lose.
+bool losesDerivatives(const TThermTPolynom& p)
 {
-    ExpressionParser parser(text_, [this, foldConstants](const std::string& name) {
+    if (p.m_bRTLnTerm || p.m_bLnTerm || p.m_bExpTerm) return true;
+    if (!p.m_bPressureTerms) return false;
+    return p.m_bTPTerm || p.m_bT2PTerm || (p.m_bPTerm && p.m_nPSymbol >= 0);
+}
+}  // namespace
+
+bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstants, bool allowTrees,
+                     std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
+                     std::vector<int>& refs, Problem& problem)
+{
+    size_t exprBegin = begin, exprEnd = end;
+    ExpressionParser::SymbolResolver resolve = [this, foldConstants, &exprBegin, &exprEnd](const std::string& name) {
         ExpressionParser::Symbol sym;
         auto it = symbols_.find(name);
-        if (it == symbols_.end()) return sym;
+        if (it == symbols_.end()) {
+            // R without a FUNCTION R is the gas constant, which the parsers know
+            if (name != "R") sym.index = freeSymbol(name, exprBegin, exprEnd);
+            return sym;
+        }
         sym.index = it->second;
         if (foldConstants) {
             auto c = constants_.find(name);
@@ -459,12 +505,17 @@ bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstant
             }
         }
         return sym;
-    });
+    };
+    ExpressionParser parser(text_, resolve);
     pieces.clear();
+    trees.clear();
     refs.clear();
+    rangeNote_ = Problem();
     size_t i = skipBlanks(begin, end);
     double low = 0.0;
-    if (!limit(i, end, db_.defaultTLow, low)) {
+    if (lowerLimitLeftOut(i, end)) {
+        low = db_.defaultTLow;  // "PARA G(LIQUID,AL) +GALLIQ; N": the database's lower limit
+    } else if (!limit(i, end, db_.defaultTLow, low)) {
         problem = {i, "expected the lower temperature limit"};
         return false;
     }
@@ -477,13 +528,38 @@ bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstant
         auto piece = std::make_unique<TThermTPolynom>();
         piece->m_nSymbolList = symbolList;
         ExpressionError e;
-        if (!parser.parse(i, semicolon, *piece, refs, e)) {
+        exprBegin = i;
+        exprEnd = semicolon;
+        std::vector<int> pieceRefs;
+        bool fits = parser.parse(i, semicolon, *piece, pieceRefs, e);
+        if (fits && losesDerivatives(*piece)) {
+            fits = false;
+            e = ExpressionError{skipBlanks(i, semicolon), "its LN, EXP or pressure terms need exact derivatives"};
+        }
+        if (fits) {
+            refs.insert(refs.end(), pieceRefs.begin(), pieceRefs.end());
+        } else if (allowTrees) {
+            TreeRange tr;
+            tr.piece = pieces.size();
+            ExpressionError te;
+            if (!TreeParser(text_, resolve).parse(i, semicolon, tr.tree, refs, te)) {
+                problem = {te.offset, te.message};
+                return false;
+            }
+            piece = std::make_unique<TThermTPolynom>();
+            piece->m_nSymbolList = symbolList;
+            trees.push_back(std::move(tr));
+        } else {
             problem = {e.offset, e.message};
             return false;
         }
         size_t j = semicolon + 1;
         double high = 0.0;
-        if (!limit(j, end, db_.defaultTHigh, high)) {
+        const size_t afterSemicolon = skipBlanks(j, end);
+        if (afterSemicolon < end && std::toupper(static_cast<unsigned char>(text_[afterSemicolon])) == 'N' &&
+            (afterSemicolon + 1 >= end || isBlank(text_[afterSemicolon + 1]))) {
+            high = db_.defaultTHigh;  // "; N !": the database's upper limit
+        } else if (!limit(j, end, db_.defaultTHigh, high)) {
             problem = {j, "expected the upper temperature limit after ';'"};
             return false;
         }
@@ -497,24 +573,142 @@ bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstant
         j = skipBlanks(j, end);
         if (j >= end) return true;  // "N" left out at the end of the command
         char yn = static_cast<char>(std::toupper(static_cast<unsigned char>(text_[j])));
-        if (yn == 'N') return true;  // the rest is the reference
         if (yn == 'Y') {
             i = j + 1;
             low = high;
             continue;
         }
-        problem = {j, "expected Y (another range follows) or N (last range) after the upper temperature limit"};
-        return false;
+        if (yn != 'N') {
+            // "6000.00 01DUP": a reference where N belongs; taken as the last range
+            size_t k = j;
+            while (k < end && !isBlank(text_[k])) ++k;
+            rangeNote_ = {j, "expected Y or N after the upper temperature limit, found '" + text_.substr(j, k - j) +
+                                 "'; taken as N followed by the reference"};
+        }
+        return true;  // the rest is the reference
     }
 }
 
-bool Builder::readRanges(size_t begin, size_t end, int symbolList,
-                         std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<int>& refs,
-                         Problem& problem)
+bool Builder::lowerLimitLeftOut(size_t i, size_t end) const
 {
-    if (ranges(begin, end, symbolList, false, pieces, refs, problem)) return true;
+    if (i >= end) return false;
+    const char c = text_[i];
+    if (c == ',') return false;  // the default written as ","
+    if (!(std::isdigit(static_cast<unsigned char>(c)) || c == '.')) return true;  // "+GALLIQ; N", "-1000+T; ..."
+    double v = 0.0;
+    const size_t n = scanNumber(i, end, v);
+    if (n == 0) return false;
+    // a number directly followed by an operator or ';' is the expression itself
+    size_t k = i + n;
+    if (k < end && !isBlank(text_[k])) return text_[k] == ';' || std::strchr("*/+-", text_[k]) != nullptr;
+    k = skipBlanks(k, end);
+    return k < end && text_[k] == ';';
+}
+
+bool Builder::readRanges(size_t begin, size_t end, int symbolList, bool allowTrees,
+                         std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
+                         std::vector<int>& refs, Problem& problem)
+{
+    if (ranges(begin, end, symbolList, false, false, pieces, trees, refs, problem)) return true;
     Problem second;
-    return !constants_.empty() && ranges(begin, end, symbolList, true, pieces, refs, second);
+    if (!constants_.empty() && ranges(begin, end, symbolList, true, false, pieces, trees, refs, second)) return true;
+    return allowTrees && ranges(begin, end, symbolList, false, true, pieces, trees, refs, problem);
+}
+
+int Builder::newSymbol(const std::string& name)
+{
+    dm_.AddSymbolFunction(name.c_str());
+    const int position = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
+    symbols_[name] = position;
+    const size_t n = static_cast<size_t>(position) + 1;
+    symbolProblem_.resize(n);
+    symbolRefs_.resize(n);
+    symbolOffset_.resize(n, 0);
+    return position;
+}
+
+int Builder::freeSymbol(const std::string& name, size_t begin, size_t end)
+{
+    auto it = symbols_.find(name);
+    const int position = it != symbols_.end() ? it->second : newSymbol(name);
+    // where the name stands in the expression, for the message
+    size_t at = begin;
+    for (size_t k = begin; k + name.size() <= end; ++k) {
+        bool word = (k == begin || !(std::isalnum(static_cast<unsigned char>(text_[k - 1])) || text_[k - 1] == '_'));
+        if (word && upper(text_.substr(k, name.size())) == name) {
+            at = k;
+            break;
+        }
+    }
+    std::vector<size_t>& uses = freeUses_[name];
+    if (std::find(uses.begin(), uses.end(), at) == uses.end()) uses.push_back(at);
+    return position;
+}
+
+void Builder::attachTrees(const std::string& base, const std::string& origin,
+                          std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
+                          std::vector<int>& refs)
+{
+    for (TreeRange& tr : trees) {
+        // a visible name, unique in the symbol list and within the kernel's 31 characters
+        std::string stem = base.substr(0, 24) + "_R" + std::to_string(tr.piece + 1);
+        std::string name = stem;
+        for (int k = 2; symbols_.count(name); ++k) name = stem + "_" + std::to_string(k);
+        const int position = newSymbol(name);
+        TThermTPolynom& piece = *pieces[tr.piece];
+        piece.m_nSymbolTerms = 1;
+        piece.m_anSymbolIndex[0] = position;
+        piece.m_adSymbolFactor[0] = 1.0;
+        std::vector<int> treeRefs = tr.tree.references();
+        symbolRefs_[static_cast<size_t>(position)] = treeRefs;
+        for (int r : treeRefs)
+            if (symbolProblem_[static_cast<size_t>(position)].empty())
+                symbolProblem_[static_cast<size_t>(position)] = symbolProblem_[static_cast<size_t>(r)];
+        refs.push_back(position);
+        SymbolExpressions::TreeSymbol t;
+        t.symbol = position;
+        t.tLow = piece.m_dTLow;
+        t.tHigh = piece.m_dTHigh;
+        t.tree = std::move(tr.tree);
+        t.origin = origin;
+        db_.expressions.addTree(std::move(t));
+    }
+    trees.clear();
+}
+
+void Builder::registerFreeSymbols()
+{
+    for (auto& [name, uses] : freeUses_) {
+        SymbolExpressions::FreeSymbol f;
+        f.symbol = symbols_.at(name);
+        f.name = name;
+        const bool given = options_.undefinedAsZero || std::find(options_.givenSymbols.begin(),
+                                                                  options_.givenSymbols.end(), name) !=
+                                                           options_.givenSymbols.end();
+        std::sort(uses.begin(), uses.end());
+        int lastLine = -1;
+        for (size_t at : uses) {
+            int line = 0, column = 0;
+            src_.position(at, line, column);
+            if (line != lastLine) f.usedAt += (f.usedAt.empty() ? "" : ", ") + src_.fileName() + ":" + std::to_string(line);
+            lastLine = line;
+            if (given) continue;
+            // the command the use stands in, for the message
+            size_t start = text_.rfind('!', at);
+            start = start == std::string::npos ? 0 : start + 1;
+            start = skipBlanks(start, at);
+            size_t e1 = afterWord(start, at);
+            size_t e2 = afterWord(e1, at);
+            std::string cmd = upper(text_.substr(start, e1 - start));
+            int k = matchKeyword(cmd, keywords());
+            if (k >= 0) cmd = keywords()[static_cast<size_t>(k)];
+            std::string what = upper(text_.substr(skipBlanks(e1, e2), e2 - skipBlanks(e1, e2)));
+            if (k == kParameter) what = what.substr(0, what.find(')') == std::string::npos ? what.size() : what.find(')') + 1);
+            error(at, cmd + " " + what, "undefined function '" + name + "'; it evaluates once given a value (--set " +
+                                            name + "=VALUE or --undefined-as-zero)");
+        }
+        db_.expressions.addFree(std::move(f));
+    }
 }
 
 bool Builder::constantValue(const std::vector<std::unique_ptr<TThermTPolynom>>& pieces, double& value) const
@@ -531,16 +725,19 @@ bool Builder::constantValue(const std::vector<std::unique_ptr<TThermTPolynom>>& 
     return true;
 }
 
-bool Builder::functionBody(const Command& c, size_t bodyBegin, Problem& problem)
+bool Builder::functionBody(const Command& c, size_t bodyBegin, bool allowTrees, Problem& problem)
 {
     size_t nameEnd = 0;
     std::string name = functionName(c, bodyBegin, nameEnd);
     int index = symbols_.at(name);
     std::vector<std::unique_ptr<TThermTPolynom>> pieces;
+    std::vector<TreeRange> trees;
     std::vector<int> refs;
-    if (!readRanges(nameEnd, c.end, 1, pieces, refs, problem)) return false;
+    if (!readRanges(nameEnd, c.end, 1, allowTrees, pieces, trees, refs, problem)) return false;
+    if (!rangeNote_.message.empty()) warning(rangeNote_.offset, "FUNCTION " + name, rangeNote_.message);
     double value = 0.0;
-    if (constantValue(pieces, value)) constants_[name] = value;
+    if (trees.empty() && constantValue(pieces, value)) constants_[name] = value;
+    attachTrees(name, "FUNCTION " + name, pieces, trees, refs);
     TThermFkt* f = dm_.GetSymbolFktMgr()->m_FktArray[index];
     for (auto& p : pieces) f->AddPolynom(p.release());
     symbolRefs_[static_cast<size_t>(index)] = refs;
@@ -624,6 +821,7 @@ void Builder::orderSymbols()
     symbolRefs_.swap(refs);
     symbolProblem_.swap(problems);
     symbolOffset_.swap(offsets);
+    db_.expressions.renumber(oldToNew);
 }
 
 std::vector<size_t> Builder::readingOrder(const std::vector<const std::pair<const Command*, size_t>*>& definitions)
@@ -906,8 +1104,6 @@ void Builder::applyTypeDefinitions()
                 notEvaluable(static_cast<int>(p), "an ionic liquid (:Y) has two sublattices, this one " +
                                                       std::to_string(ph.m_nSublatticeCount));
         }
-        if (info.suffix.find('G') != std::string::npos)
-            notEvaluable(static_cast<int>(p), "gas phase: the ideal-gas pressure term is not modelled");
         for (char code : info.codes) {
             auto it = typeDefs_.find(code);
             if (it == typeDefs_.end()) continue;
@@ -1153,11 +1349,19 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     }
 
     std::vector<std::unique_ptr<TThermTPolynom>> pieces;
+    std::vector<TreeRange> trees;
     std::vector<int> refs;
     Problem problem;
-    if (!readRanges(close + 1, c.end, kind, pieces, refs, problem)) {
+    if (!readRanges(close + 1, c.end, kind, true, pieces, trees, refs, problem)) {
         fail(problem.offset, problem.message);
         return;
+    }
+    if (!rangeNote_.message.empty()) warning(rangeNote_.offset, cmd, rangeNote_.message);
+    if (!trees.empty()) {
+        std::string base = type + "_" + inner;
+        for (char& ch : base)
+            if (!std::isalnum(static_cast<unsigned char>(ch)) && ch != '_') ch = '_';
+        attachTrees(base, cmd, pieces, trees, refs);
     }
     for (int r : refs)
         if (!symbolProblem_[static_cast<size_t>(r)].empty()) {
@@ -1427,13 +1631,16 @@ void Builder::run()
         for (size_t k : order) ordered.push_back(std::move(pending[k]));
         pending.swap(ordered);
     }
-    for (bool progress = true; progress && !pending.empty();) {
-        size_t constantsBefore = constants_.size();
-        decltype(pending) failed;
-        for (auto& p : pending)
-            if (!functionBody(*p.first->first, p.first->second, p.second)) failed.push_back(std::move(p));
-        pending.swap(failed);
-        progress = constants_.size() != constantsBefore;
+    // Trees are the last resort, once no constant can make a function fit the piece.
+    for (bool allowTrees : {false, true}) {
+        for (bool progress = true; progress && !pending.empty();) {
+            size_t constantsBefore = constants_.size();
+            decltype(pending) failed;
+            for (auto& p : pending)
+                if (!functionBody(*p.first->first, p.first->second, allowTrees, p.second)) failed.push_back(std::move(p));
+            pending.swap(failed);
+            progress = constants_.size() != constantsBefore;
+        }
     }
     for (auto& [entry, problem] : pending) {
         size_t nameEnd = 0;
@@ -1450,6 +1657,7 @@ void Builder::run()
     for (auto& [c, body] : byKind[kConstituent]) constituent(*c, body);
     applyTypeDefinitions();
     for (auto& [c, body] : byKind[kParameter]) parameter(*c, body);
+    registerFreeSymbols();
     bind();
     if (duplicateWarnings_ > 100)
         warning(0, "", std::to_string(duplicateWarnings_ - 100) + " more repeated parameters not shown (" +
@@ -1465,7 +1673,8 @@ void Builder::run()
 
 }  // namespace
 
-bool readTdbText(const std::string& text, const std::string& fileName, ThermDatabase& db, ReadReport& report)
+bool readTdbText(const std::string& text, const std::string& fileName, ThermDatabase& db, ReadReport& report,
+                 const ReadOptions& options)
 {
     db.sourceName = fileName;
     db.sourceDigest = contentDigest(text);
@@ -1486,11 +1695,21 @@ bool readTdbText(const std::string& text, const std::string& fileName, ThermData
         return false;
     }
     TdbSource src(fileName, text);
-    Builder(src, db, report).run();
+    Builder(src, db, report, options).run();
     return true;
 }
 
+bool readTdbText(const std::string& text, const std::string& fileName, ThermDatabase& db, ReadReport& report)
+{
+    return readTdbText(text, fileName, db, report, ReadOptions());
+}
+
 bool readTdbFile(const std::string& path, ThermDatabase& db, ReadReport& report)
+{
+    return readTdbFile(path, db, report, ReadOptions());
+}
+
+bool readTdbFile(const std::string& path, ThermDatabase& db, ReadReport& report, const ReadOptions& options)
 {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
@@ -1509,7 +1728,7 @@ bool readTdbFile(const std::string& path, ThermDatabase& db, ReadReport& report)
         report.diagnostics.push_back(d);
         return false;
     }
-    return readTdbText(buffer.str(), path, db, report);
+    return readTdbText(buffer.str(), path, db, report, options);
 }
 
 }  // namespace tdb

@@ -49,13 +49,25 @@ struct ReadReport
     std::string summary() const;
 };
 
+//! Choices of the caller that change what the reader reports.
+struct ReadOptions
+{
+    //! Names (upper case) the caller gives a value to (--set): their use without a definition is no error.
+    std::vector<std::string> givenSymbols;
+    //! Every name used without a definition will be 0 (--undefined-as-zero): no error per use.
+    bool undefinedAsZero = false;
+};
+
 // Reads the TDB file at path into db, which must be empty.  Returns false when
 // the file cannot be used at all (missing, unreadable, not text); otherwise
 // true, with every problem in report.  db.sourceName is set to path.
 bool readTdbFile(const std::string& path, ThermDatabase& db, ReadReport& report);
+bool readTdbFile(const std::string& path, ThermDatabase& db, ReadReport& report, const ReadOptions& options);
 
 // The same for text already in memory; fileName names it in diagnostics.
 bool readTdbText(const std::string& text, const std::string& fileName, ThermDatabase& db, ReadReport& report);
+bool readTdbText(const std::string& text, const std::string& fileName, ThermDatabase& db, ReadReport& report,
+                 const ReadOptions& options);
 
 }  // namespace tdb
 

@@ -34,8 +34,7 @@ std::vector<std::string> CorpusFiles()
 void Exercise(ThermDatabase& db)
 {
     for (double T : {300.0, 1500.0}) {
-        TK.CalcTValues(T);
-        db.symbols().SaveCalcPTValues(T, 101325.0, 2);
+        db.temperatureStep(T, 101325.0);
         for (auto& rec : db.phases) {
             if (!rec.phase->m_bEvaluable) continue;
             rec.functions->CalcPTValues(T, 101325.0, 2);
@@ -106,14 +105,13 @@ TEST(TdbCorpus, DiagnosticsNameFileLineColumnAndCommand)
     kit::Loaded l = kit::ReadText("ELEMENT A X 1 0 0 !\n"
                                   "FUNCTION GOOD 298.15 1+T; 6000 N !\n"
                                   "FUNCTION BAD 298.15 1+\n"
-                                  "   2*T*GOOD#; 6000 N !\n",
+                                  "   2*T*GOOD#); 6000 N !\n",
                                   "mine.tdb");
     ASSERT_EQ(l.report.errorCount(), 1);
     const tdb::Diagnostic& d = l.report.diagnostics.front();
     EXPECT_EQ(d.line, 4);
-    EXPECT_EQ(d.column, 4);
-    EXPECT_EQ(d.format(), "mine.tdb:4:4: error: FUNCTION BAD: a function multiplied by T or LN(T) is not in the "
-                          "term model");
+    EXPECT_EQ(d.column, 13);
+    EXPECT_EQ(d.format(), "mine.tdb:4:13: error: FUNCTION BAD: unbalanced ')'");
     EXPECT_NE(l.report.summary().find("1 errors"), std::string::npos);
 }
 

@@ -68,8 +68,7 @@ inline double SymbolValue(ThermDatabase& db, const char* name, double T, int ord
 {
     int i = db.dataMgr.FindSymbolFunction(name);
     if (i < 0) throw std::runtime_error(std::string("no function ") + name);
-    TK.CalcTValues(T);
-    db.symbols().SaveCalcPTValues(T, P, 2);
+    db.temperatureStep(T, P);
     return db.symbols().GetFuncVal(i, order);
 }
 
