@@ -31,6 +31,20 @@ std::string constituents(const CVxPhase& phase, const CVxGibbs& gibbs)
     return out;
 }
 
+// The symbols kept as expression trees, in database notation, each with the
+// command it came from; the kernel's listing shows them without pieces.
+std::string treeListing(ThermDatabase& db)
+{
+    if (db.expressions.trees().empty()) return std::string();
+    const myCStringArray& names = db.dataMgr.m_SymbolNames1;
+    auto name = [&names](int s) { return std::string(s >= 0 && s < names.m_nSize ? names.m_pData[s].c_str() : "?"); };
+    std::string text = "\nExpression trees:\n";
+    for (const SymbolExpressions::TreeSymbol& t : db.expressions.trees())
+        text += "FUNCTION " + name(t.symbol) + " " + formatNumber("%g", t.tLow) + " " + t.tree.text(name) + "; " +
+                formatNumber("%g", t.tHigh) + " N !  $ " + t.origin + "\n";
+    return text;
+}
+
 }  // namespace
 
 int requirePhase(const ThermDatabase& db, const std::string& name)
@@ -82,6 +96,7 @@ void showListing(ThermDatabase& db, const std::string& phase, std::ostream& out)
     if (phase.empty()) db.symbols().WriteOutFunktions(text, 3);
     for (TThermFktMgr* list : lists) list->WriteOutFunktions(text, 3);
     out << text.c_str();
+    if (phase.empty()) out << treeListing(db);
 
     // Only the phase lists are checked: symbol functions are told apart by
     // name, which the comparison of parameters does not look at, so every
