@@ -8,6 +8,7 @@
 #include <string>
 
 #include "database/ThermDatabase.h"
+#include "thermfunctions/TThermFkt.h"
 #include "tdb/TdbReader.h"
 
 namespace {

@@ -66,58 +66,24 @@ ExpressionTree::Fault constantPower(const Jet& x, double c, Jet& out)
 
 }  // namespace
 
-int ExpressionTree::constant(double value)
-{
-    Node n;
-    n.op = Op::Constant;
-    n.value = value;
-    nodes_.push_back(n);
-    return root();
-}
-
-int ExpressionTree::temperature()
-{
-    Node n;
-    n.op = Op::T;
-    nodes_.push_back(n);
-    return root();
-}
-
-int ExpressionTree::pressure()
-{
-    Node n;
-    n.op = Op::P;
-    nodes_.push_back(n);
-    return root();
-}
-
-int ExpressionTree::symbol(int position)
-{
-    Node n;
-    n.op = Op::Symbol;
-    n.symbol = position;
-    nodes_.push_back(n);
-    return root();
-}
-
-int ExpressionTree::unary(Op op, int operand)
-{
-    Node n;
-    n.op = op;
-    n.left = operand;
-    nodes_.push_back(n);
-    return root();
-}
-
-int ExpressionTree::binary(Op op, int left, int right)
+int ExpressionTree::add(Op op, int left, int right, int symbol, double value)
 {
     Node n;
     n.op = op;
     n.left = left;
     n.right = right;
+    n.symbol = symbol;
+    n.value = value;
     nodes_.push_back(n);
     return root();
 }
+
+int ExpressionTree::constant(double value) { return add(Op::Constant, -1, -1, -1, value); }
+int ExpressionTree::temperature() { return add(Op::T, -1, -1, -1, 0.0); }
+int ExpressionTree::pressure() { return add(Op::P, -1, -1, -1, 0.0); }
+int ExpressionTree::symbol(int position) { return add(Op::Symbol, -1, -1, position, 0.0); }
+int ExpressionTree::unary(Op op, int operand) { return add(op, operand, -1, -1, 0.0); }
+int ExpressionTree::binary(Op op, int left, int right) { return add(op, left, right, -1, 0.0); }
 
 std::vector<int> ExpressionTree::references() const
 {

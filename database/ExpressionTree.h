@@ -103,6 +103,7 @@ public:
     static const char* faultText(Fault fault);
 
 private:
+    int add(Op op, int left, int right, int symbol, double value);
     //! One operation from its operands' jets in scratch (not Symbol).
     static Fault evaluateNode(const Node& node, double T, double P, const Jet* scratch, Jet& out);
 

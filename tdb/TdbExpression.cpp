@@ -7,6 +7,7 @@
 #include <map>
 #include <tuple>
 
+#include "TdbNumber.h"
 #include "thermfunctions/TThermTPolynom.h"
 
 namespace tdb {
@@ -294,32 +295,11 @@ struct Parser
 
     double parseNumber()
     {
-        size_t start = pos;
-        while (pos < end && std::isdigit(static_cast<unsigned char>(text[pos]))) ++pos;
-        if (pos < end && text[pos] == '.') {
-            ++pos;
-            while (pos < end && std::isdigit(static_cast<unsigned char>(text[pos]))) ++pos;
-        }
-        std::string digits = text.substr(start, pos - start);
-        if (pos < end && (text[pos] == 'E' || text[pos] == 'e' || text[pos] == 'D' || text[pos] == 'd')) {
-            size_t e = pos + 1;
-            if (e < end && (text[e] == '+' || text[e] == '-')) ++e;
-            if (e < end && std::isdigit(static_cast<unsigned char>(text[e]))) {
-                while (e < end && std::isdigit(static_cast<unsigned char>(text[e]))) ++e;
-                std::string exponent = text.substr(pos + 1, e - pos - 1);
-                digits += "E" + exponent;
-                pos = e;
-            } else {
-                throw Failure{start, "malformed number '" + text.substr(start, e - start) + "'"};
-            }
-        }
-        if (pos < end && (std::isalnum(static_cast<unsigned char>(text[pos])) || text[pos] == '.' || text[pos] == '_')) {
-            size_t stop = pos;
-            while (stop < end && (std::isalnum(static_cast<unsigned char>(text[stop])) || text[stop] == '.')) ++stop;
-            throw Failure{start, "malformed number '" + text.substr(start, stop - start) + "'"};
-        }
-        if (digits == "." || digits.empty()) throw Failure{start, "malformed number '.'"};
-        return std::strtod(digits.c_str(), nullptr);
+        double v = 0.0;
+        size_t at = 0;
+        std::string why;
+        if (!readExpressionNumber(text, pos, end, v, at, why)) throw Failure{at, why};
+        return v;
     }
 
     Sum parsePrimary()
@@ -330,9 +310,7 @@ struct Parser
         char c = text[pos];
         if (std::isdigit(static_cast<unsigned char>(c)) || (c == '.' && pos + 1 < end &&
                                                              std::isdigit(static_cast<unsigned char>(text[pos + 1])))) {
-            double v = parseNumber();
-            if (!std::isfinite(v)) throw Failure{at, "number out of range"};
-            return constant(v, at);
+            return constant(parseNumber(), at);
         }
         if (c == '(') {
             Nest guard(*this);

@@ -1,5 +1,7 @@
 #include "TdbTreeParser.h"
 
+#include "TdbNumber.h"
+
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
@@ -179,32 +181,10 @@ struct Parser
 
     double number()
     {
-        const size_t start = pos;
-        while (pos < end && std::isdigit(static_cast<unsigned char>(text[pos]))) ++pos;
-        if (pos < end && text[pos] == '.') {
-            ++pos;
-            while (pos < end && std::isdigit(static_cast<unsigned char>(text[pos]))) ++pos;
-        }
-        std::string digits = text.substr(start, pos - start);
-        if (pos < end && (text[pos] == 'E' || text[pos] == 'e' || text[pos] == 'D' || text[pos] == 'd')) {
-            size_t e = pos + 1;
-            if (e < end && (text[e] == '+' || text[e] == '-')) ++e;
-            if (e < end && std::isdigit(static_cast<unsigned char>(text[e]))) {
-                while (e < end && std::isdigit(static_cast<unsigned char>(text[e]))) ++e;
-                digits += "E" + text.substr(pos + 1, e - pos - 1);
-                pos = e;
-            } else {
-                throw Failure{start, "malformed number '" + text.substr(start, e - start) + "'"};
-            }
-        }
-        if (pos < end && (std::isalnum(static_cast<unsigned char>(text[pos])) || text[pos] == '.' || text[pos] == '_')) {
-            size_t stop = pos;
-            while (stop < end && (std::isalnum(static_cast<unsigned char>(text[stop])) || text[stop] == '.')) ++stop;
-            throw Failure{start, "malformed number '" + text.substr(start, stop - start) + "'"};
-        }
-        if (digits == "." || digits.empty()) throw Failure{start, "malformed number '.'"};
-        const double v = std::strtod(digits.c_str(), nullptr);
-        if (!std::isfinite(v)) throw Failure{start, "number out of range"};
+        double v = 0.0;
+        size_t at = 0;
+        std::string why;
+        if (!readExpressionNumber(text, pos, end, v, at, why)) throw Failure{at, why};
         return v;
     }
 
