@@ -91,6 +91,21 @@ const TemperatureCoverage::Set& TemperatureCoverage::symbol(int index) const { r
 TemperatureCoverage::Set TemperatureCoverage::compute(const TThermFkt& f) const
 {
     if (f.m_pFktData && f.m_pFktData->m_bDisabled) return Set{{0.0, 1e300}};  // 0 by decision at every T
+    // symbols that are no pieces: a tree has its range and what it reads; a
+    // name without a definition has a value everywhere once it is given one
+    const int self = f.m_pFktData ? f.m_pFktData->m_nNameIndex : -1;
+    const bool isSymbol = self >= 0 && self < db_.symbols().m_FktArray.m_nSize &&
+                          db_.symbols().m_FktArray.m_pData[self] == &f;
+    if (isSymbol && db_.expressions.freeOf(self) != nullptr)
+        return db_.expressions.freeOf(self)->isSet ? Set{{0.0, 1e300}} : Set();
+    if (const SymbolExpressions::TreeSymbol* t = isSymbol ? db_.expressions.treeOf(self) : nullptr) {
+        Set range{{t->tLow, t->tHigh}};
+        for (int r : t->tree.references()) {
+            bool inProgress = static_cast<size_t>(r) < state_.size() && state_[static_cast<size_t>(r)] == 1;
+            range = inProgress ? Set() : intersection(range, symbolComputed(r));
+        }
+        return range;
+    }
     Set all;
     auto& polys = db_.dataMgr.m_PolynomArray;
     for (int k = 0; k < f.m_PolyIndex.m_nSize; ++k) {

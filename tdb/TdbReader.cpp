@@ -538,7 +538,7 @@ bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstant
         }
         if (fits) {
             refs.insert(refs.end(), pieceRefs.begin(), pieceRefs.end());
-        } else if (allowTrees) {
+        } else if (allowTrees && e.message.find("overflows") == std::string::npos) {
             TreeRange tr;
             tr.piece = pieces.size();
             ExpressionError te;
@@ -642,6 +642,12 @@ int Builder::freeSymbol(const std::string& name, size_t begin, size_t end)
     }
     std::vector<size_t>& uses = freeUses_[name];
     if (std::find(uses.begin(), uses.end(), at) == uses.end()) uses.push_back(at);
+    // Without a value promised by the caller the name makes what uses it unusable;
+    // with one, the phases are refused only while it is still unset.
+    const bool given = options_.undefinedAsZero ||
+                       std::find(options_.givenSymbols.begin(), options_.givenSymbols.end(), name) !=
+                           options_.givenSymbols.end();
+    if (!given) symbolProblem_[static_cast<size_t>(position)] = "undefined function '" + name + "'";
     return position;
 }
 
@@ -693,6 +699,8 @@ void Builder::registerFreeSymbols()
             if (line != lastLine) f.usedAt += (f.usedAt.empty() ? "" : ", ") + src_.fileName() + ":" + std::to_string(line);
             lastLine = line;
             if (given) continue;
+            if (upper(text_.substr(skipBlanks(text_.rfind('!', at) == std::string::npos ? 0 : text_.rfind('!', at) + 1, at), 4)) == "PARA")
+                continue;  // the parameter's own error names it
             // the command the use stands in, for the message
             size_t start = text_.rfind('!', at);
             start = start == std::string::npos ? 0 : start + 1;
@@ -704,8 +712,9 @@ void Builder::registerFreeSymbols()
             if (k >= 0) cmd = keywords()[static_cast<size_t>(k)];
             std::string what = upper(text_.substr(skipBlanks(e1, e2), e2 - skipBlanks(e1, e2)));
             if (k == kParameter) what = what.substr(0, what.find(')') == std::string::npos ? what.size() : what.find(')') + 1);
-            error(at, cmd + " " + what, "undefined function '" + name + "'; it evaluates once given a value (--set " +
-                                            name + "=VALUE or --undefined-as-zero)");
+            error(at, cmd + " " + what,
+                  "undefined function '" + name + "'; it evaluates once given a value (--set " + name +
+                      "=VALUE or --undefined-as-zero)");
         }
         db_.expressions.addFree(std::move(f));
     }
@@ -1365,7 +1374,16 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     }
     for (int r : refs)
         if (!symbolProblem_[static_cast<size_t>(r)].empty()) {
-            fail(paren + 1, "uses a function that cannot be evaluated: " + symbolProblem_[static_cast<size_t>(r)]);
+            const std::string& problem = symbolProblem_[static_cast<size_t>(r)];
+            size_t at = paren + 1;  // an undefined name: where it stands
+            auto uses = freeUses_.find(r < dm_.m_SymbolNames1.m_nSize ? dm_.m_SymbolNames1.m_pData[r].c_str() : "");
+            if (uses != freeUses_.end())
+                for (size_t u : uses->second)
+                    if (u > close && u < c.end) at = u;
+            fail(at, problem.rfind("undefined function '", 0) == 0 && db_.dataMgr.m_SymbolNames1.m_nSize > r &&
+                                    problem.find(db_.dataMgr.m_SymbolNames1.m_pData[r].c_str()) != std::string::npos
+                                ? problem + "; it evaluates once given a value (--set NAME=VALUE or --undefined-as-zero)"
+                                : "uses a function that cannot be evaluated: " + problem);
             return;
         }
 

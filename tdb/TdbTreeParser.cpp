@@ -47,7 +47,7 @@ struct Parser
     // `first` on) by the folded constant.
     int fold(size_t first, double value, size_t offset)
     {
-        if (!std::isfinite(value)) throw Failure{offset, "a constant part of the expression overflows"};
+        if (!std::isfinite(value)) throw Failure{offset, "the constant arithmetic overflows (a value beyond the range of numbers)"};
         tree.nodes().resize(first);
         return tree.constant(value);
     }

@@ -84,7 +84,7 @@ TEST_P(UndefinedNamesInTheTool, SetAndUndefinedAsZero)
 }
 
 const SetCase kSetCases[] = {
-    {"RefusedWithoutValues", {"phases", "DB"}, 0, "uses undefined", "undefined function 'VA40'", NAN},
+    {"RefusedWithoutValues", {"phases", "DB"}, 0, "undefined function 'VA4", "undefined function 'VA40'", NAN},
     {"EvalRefusedNamingThem", {"eval", "DB", "--phase", "P", "--T", "500", "--y", "A=1"}, 1, "", "VA40", NAN},
     // G = VA40*T + VA41 + ZERO
     {"AllZero", {"eval", "DB", "--phase", "P", "--T", "500", "--y", "A=1", "--undefined-as-zero", "--csv"}, 0, "",

@@ -141,7 +141,7 @@ TEST(TdbFiles, LargeDatabaseLoadsAndReportsWhatItCannotTake)
     // RTLNP is commented out in the file: every gas parameter that uses it is refused
     const tdb::Diagnostic* d = l.find("undefined function 'RTLNP'");
     ASSERT_NE(d, nullptr);
-    EXPECT_EQ(d->line, 4553);
+    EXPECT_EQ(d->line, 4553);  // where RTLNP stands
     EXPECT_FALSE(l.phase("GAS").phase->m_bEvaluable);
     EXPECT_TRUE(l.phase("FCC_A1").phase->m_bEvaluable) << l.phase("FCC_A1").phase->m_NotEvaluableWhy;
     EXPECT_TRUE(l.phase("LIQUID").phase->m_bEvaluable) << l.phase("LIQUID").phase->m_NotEvaluableWhy;

@@ -189,13 +189,26 @@ TEST(Dialects, MissingLimitsOrderAndAReferenceWhereNBelongs)
 
 TEST(UndefinedNames, RefusedUntilGivenValuesWhichTakeEffectAtTheNextStep)
 {
-    kit::Loaded l = ReadCorpus("undefined_names.tdb");
-    ASSERT_TRUE(l.ok);
-    const tdb::Diagnostic* d = l.find("undefined function 'VA41'");
+    // without values promised, the phase that reads the names is not evaluable for good
+    kit::Loaded plain = ReadCorpus("undefined_names.tdb");
+    ASSERT_TRUE(plain.ok);
+    EXPECT_FALSE(plain.phase("P").phase->m_bEvaluable);
+    EXPECT_NE(plain.phase("P").phase->m_NotEvaluableWhy.find("undefined function 'VA40'"), std::string::npos)
+        << plain.phase("P").phase->m_NotEvaluableWhy;
+    EXPECT_TRUE(plain.phase("Q").phase->m_bEvaluable);
+    const tdb::Diagnostic* d = plain.find("undefined function 'VA41'");
     ASSERT_NE(d, nullptr);
     EXPECT_EQ(d->line, 7);
     EXPECT_EQ(d->column, 29);
     EXPECT_EQ(d->command, "FUNCTION GFIT");
+    // the caller promises values (as --set does): refused only while a value is missing
+    kit::Loaded l;
+    tdb::ReadOptions options;
+    options.givenSymbols = {"VA40", "VA41", "ZERO"};
+    l.ok = tdb::readTdbFile(std::string(THERM_TESTS_DIR) + "/corpus/tdb/undefined_names.tdb", *l.db, l.report,
+                            options);
+    ASSERT_TRUE(l.ok);
+    EXPECT_EQ(l.report.errorCount(), 0) << l.diagnostics();
     ThermDatabase& db = *l.db;
     const int p = db.findPhase("P");
     EXPECT_EQ(db.unsetSymbolsUsedBy(p).size(), 3u);
