@@ -5,6 +5,7 @@
 #include <functional>
 #include <limits>
 
+#include "database/SymbolExpressions.h"
 #include "host/CVxDataMgr.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/TThermFktMgr.h"
@@ -42,7 +43,8 @@ TThermTPolynom* PieceOf(TThermFkt& f, int i, CVxDataMgr& dm)
 
 }  // namespace
 
-std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermFktMgr& symbols, CVxDataMgr& dataMgr)
+std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermFktMgr& symbols, CVxDataMgr& dataMgr,
+                                   const SymbolExpressions* expressions)
 {
     *this = TemperatureStep();
     symbols_ = &symbols;
@@ -75,6 +77,14 @@ std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermF
                     return;
                 }
                 if (slot >= 0) return;
+                if (expressions != nullptr && (expressions->treeOf(s) || expressions->freeOf(s))) {
+                    // a symbol without pieces whose results only ThermDatabase::temperatureStep writes
+                    const std::string name =
+                        s < dataMgr.m_SymbolNames1.m_nSize ? dataMgr.m_SymbolNames1.m_pData[s].c_str() : "?";
+                    buildError_ = (expressions->treeOf(s) ? "expression tree " : "name without a definition ") + name;
+                    ok = false;
+                    return;
+                }
                 slot = -2;
                 if (!visit(*symbols.m_FktArray.m_pData[s])) {
                     ok = false;

@@ -26,6 +26,7 @@
 class TThermFkt;
 class TThermFktMgr;
 class CVxDataMgr;
+class SymbolExpressions;
 
 class TemperatureStep
 {
@@ -35,8 +36,10 @@ public:
     // Collects the functions: roots are the model parameters (slot i of the
     // result is root i), then the symbol functions they reach, evaluated in
     // dependency order.  Returns an empty string, or what cannot be taken
-    // (a reference cycle or an index outside the symbol list).
-    std::string build(const std::vector<TThermFkt*>& roots, TThermFktMgr& symbols, CVxDataMgr& dataMgr);
+    // (a reference cycle or an index outside the symbol list, a symbol that
+    // is an expression tree or a name without a definition in expressions).
+    std::string build(const std::vector<TThermFkt*>& roots, TThermFktMgr& symbols, CVxDataMgr& dataMgr,
+                      const SymbolExpressions* expressions = nullptr);
 
     // Evaluates every function at T [K], P [Pa]: derivatives up to 2, or 3 on
     // request.  Returns false when a function in use at T has no covering

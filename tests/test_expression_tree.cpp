@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "database/ArchiveBytes.h"
 #include "database/ExpressionArchive.h"
 #include "database/ExpressionTree.h"
 #include "database/SymbolExpressions.h"
@@ -246,11 +247,10 @@ TEST(TreeArchive, RoundTripAndDamagedRecords)
         putSymbolExpressions(out, src);
     }
     auto load = [](const QByteArray& data, int symbols, SymbolExpressions& into, std::string& error) {
-        QByteArray copy = data;
-        QBuffer buffer(&copy);
-        buffer.open(QIODevice::ReadOnly);
-        QDataStream in(&buffer);
-        return getSymbolExpressions(in, into, symbols, copy.size(), error);
+        ByteReader in(data.constData(), data.constData() + data.size());
+        readSymbolExpressions(in, into, symbols);
+        error = in.error();
+        return in.ok() && in.left() == 0;
     };
     SymbolExpressions back;
     std::string error;
@@ -267,10 +267,30 @@ TEST(TreeArchive, RoundTripAndDamagedRecords)
     // a symbol outside the list, and an operand that does not precede its node
     SymbolExpressions small;
     EXPECT_FALSE(load(bytes, 1, small, error));
-    EXPECT_NE(error.find("outside the symbol list"), std::string::npos) << error;
+    EXPECT_NE(error.find("symbol of an expression tree 1 outside"), std::string::npos) << error;
+    // a tree reading a symbol that the temperature step has not reached yet
+    SymbolExpressions ahead;
+    SymbolExpressions::TreeSymbol reader;
+    reader.symbol = 0;
+    reader.tLow = 298.15;
+    reader.tHigh = 3000;
+    reader.tree.symbol(1);
+    ahead.addTree(reader);
+    QByteArray aheadBytes;
+    {
+        QBuffer buffer(&aheadBytes);
+        buffer.open(QIODevice::WriteOnly);
+        QDataStream out(&buffer);
+        putSymbolExpressions(out, ahead);
+    }
+    SymbolExpressions early;
+    EXPECT_FALSE(load(aheadBytes, 2, early, error));
+    EXPECT_NE(error.find("not evaluated before its tree"), std::string::npos) << error;
     SymbolExpressions bad;
     SymbolExpressions::TreeSymbol forward;
     forward.symbol = 0;
+    forward.tLow = 298.15;
+    forward.tHigh = 3000;
     forward.tree.constant(1.0);
     forward.tree.binary(ExpressionTree::Op::Add, 0, 5);  // operand 5 does not exist yet
     bad.addTree(forward);
