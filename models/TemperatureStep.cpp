@@ -52,10 +52,36 @@ std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermF
     const int nSymbols = symbols.m_FktArray.m_nSize;
     symbolSlot_.assign(static_cast<size_t>(nSymbols), -1);
 
+    expressions_ = expressions;
+    auto treeOf = [&](int s) { return expressions != nullptr ? expressions->treeOf(s) : nullptr; };
+
     // Dependency order by depth-first search: a symbol is listed after every
-    // symbol its pieces read.  -2 marks one on the current path (a cycle).
+    // symbol its pieces (or its tree) read.  -2 marks one on the current path (a cycle).
     std::vector<int> order;
-    std::function<bool(TThermFkt&)> visit = [&](TThermFkt& f) -> bool {
+    std::function<bool(TThermFkt&, int)> visit;
+    auto visitSymbol = [&](int s) -> bool {
+        if (s < 0 || s >= nSymbols || symbols.m_FktArray.m_pData[s] == nullptr) {
+            buildError_ = "a reference to symbol number " + std::to_string(s) + " outside the symbol list";
+            return false;
+        }
+        int& slot = symbolSlot_[static_cast<size_t>(s)];
+        if (slot == -2) {
+            buildError_ = "a cycle of symbol references through symbol number " + std::to_string(s);
+            return false;
+        }
+        if (slot >= 0) return true;
+        slot = -2;
+        if (!visit(*symbols.m_FktArray.m_pData[s], s)) return false;
+        symbolSlot_[static_cast<size_t>(s)] = static_cast<int>(order.size());
+        order.push_back(s);
+        return true;
+    };
+    visit = [&](TThermFkt& f, int self) -> bool {
+        if (const SymbolExpressions::TreeSymbol* t = self >= 0 ? treeOf(self) : nullptr) {
+            for (const ExpressionTree::Node& node : t->tree.nodes())
+                if (node.op == ExpressionTree::Op::Symbol && !visitSymbol(node.symbol)) return false;
+            return true;
+        }
         for (int i = 0; i < f.m_PolyIndex.m_nSize; ++i) {
             TThermTPolynom* p = PieceOf(f, i, dataMgr);
             if (p == nullptr) {
@@ -63,48 +89,33 @@ std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermF
                 return false;
             }
             bool ok = true;
-            ForEachReference(*p, [&](int s) {
-                if (!ok) return;
-                if (s < 0 || s >= nSymbols || symbols.m_FktArray.m_pData[s] == nullptr) {
-                    buildError_ = "a reference to symbol number " + std::to_string(s) + " outside the symbol list";
-                    ok = false;
-                    return;
-                }
-                int& slot = symbolSlot_[static_cast<size_t>(s)];
-                if (slot == -2) {
-                    buildError_ = "a cycle of symbol references through symbol number " + std::to_string(s);
-                    ok = false;
-                    return;
-                }
-                if (slot >= 0) return;
-                if (expressions != nullptr && (expressions->treeOf(s) || expressions->freeOf(s))) {
-                    // a symbol without pieces whose results only ThermDatabase::temperatureStep writes
-                    const std::string name =
-                        s < dataMgr.m_SymbolNames1.m_nSize ? dataMgr.m_SymbolNames1.m_pData[s].c_str() : "?";
-                    buildError_ = (expressions->treeOf(s) ? "expression tree " : "name without a definition ") + name;
-                    ok = false;
-                    return;
-                }
-                slot = -2;
-                if (!visit(*symbols.m_FktArray.m_pData[s])) {
-                    ok = false;
-                    return;
-                }
-                symbolSlot_[static_cast<size_t>(s)] = static_cast<int>(order.size());
-                order.push_back(s);
-            });
+            ForEachReference(*p, [&](int s) { ok = ok && visitSymbol(s); });
             if (!ok) return false;
         }
         return true;
     };
     for (TThermFkt* f : roots)
-        if (!visit(*f)) return buildError_;
+        if (!visit(*f, -1)) return buildError_;
     symbolCount_ = static_cast<int>(order.size());
 
-    auto addFunction = [&](TThermFkt& f) {
+    size_t largestTree = 0;
+    auto addFunction = [&](TThermFkt& f, int self) {
         Function fn;
         fn.disabled = f.m_pFktData != nullptr && f.m_pFktData->m_bDisabled != 0;
         fn.pieceBegin = static_cast<int>(pieces_.size());
+        if (const SymbolExpressions::TreeSymbol* t = self >= 0 ? treeOf(self) : nullptr) {
+            fn.tree = static_cast<int>(trees_.size());
+            TreeFunction tf{&t->tree, t->tLow, t->tHigh, static_cast<int>(treeReads_.size()), 0};
+            for (int r : t->tree.references()) treeReads_.push_back(symbolSlot_[static_cast<size_t>(r)]);
+            tf.readCount = static_cast<int>(treeReads_.size()) - tf.readBegin;
+            trees_.push_back(tf);
+            largestTree = std::max(largestTree, t->tree.nodes().size());
+            functions_.push_back(fn);
+            return;
+        }
+        if (self >= 0 && expressions != nullptr)
+            for (size_t k = 0; k < expressions->freeSymbols().size(); ++k)
+                if (expressions->freeSymbols()[k].symbol == self) fn.freeSymbol = static_cast<int>(k);
         double searched = -std::numeric_limits<double>::infinity();
         for (int i = 0; i < f.m_PolyIndex.m_nSize; ++i) {
             const TThermTPolynom& p = *PieceOf(f, i, dataMgr);
@@ -164,15 +175,17 @@ std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermF
         fn.pieceCount = static_cast<int>(pieces_.size()) - fn.pieceBegin;
         functions_.push_back(fn);
     };
-    for (int s : order) addFunction(*symbols.m_FktArray.m_pData[s]);
+    for (int s : order) addFunction(*symbols.m_FktArray.m_pData[s], s);
     for (TThermFkt* f : roots) {
         rootSlot_.push_back(static_cast<int>(functions_.size()));
-        addFunction(*f);
+        addFunction(*f, -1);
     }
+    treeScratch_.assign(largestTree, Jet{});
     values_.assign(4 * functions_.size(), 0.0);
     powerTable_.assign(static_cast<size_t>(highExponent_ - lowExponent_ + 1), 0.0);
     seen_.assign(functions_.size(), 0);
     stack_.reserve(functions_.size());
+    if (!trees_.empty()) symbolSlots_ = symbolSlot_;  // a tree's symbol nodes name list positions
     symbolSlot_.clear();
     symbolSlot_.shrink_to_fit();
     return std::string();
@@ -184,7 +197,8 @@ size_t TemperatureStep::bytes() const
            pieces_.capacity() * sizeof(Piece) + specials_.capacity() * sizeof(Special) +
            powers_.capacity() * sizeof(Power) + refs_.capacity() * sizeof(Ref) +
            values_.capacity() * sizeof(double) + powerTable_.capacity() * sizeof(double) + seen_.capacity() +
-           stack_.capacity() * sizeof(int);
+           stack_.capacity() * sizeof(int) + trees_.capacity() * sizeof(TreeFunction) +
+           (treeReads_.capacity() + symbolSlots_.capacity()) * sizeof(int) + treeScratch_.capacity() * sizeof(Jet);
 }
 
 void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
@@ -194,6 +208,16 @@ void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
     out[0] = out[1] = out[2] = out[3] = 0.0;
     fn.outside = false;
     if (fn.disabled) return;
+    if (fn.tree >= 0) {
+        evaluateTree(fn, out, T, P, derivatives);
+        return;
+    }
+    if (fn.freeSymbol >= 0) {
+        const SymbolExpressions::FreeSymbol& f = expressions_->freeSymbols()[static_cast<size_t>(fn.freeSymbol)];
+        out[0] = f.value;
+        fn.outside = !f.isSet;
+        return;
+    }
     if (fn.pieceCount == 0) {
         fn.current = -1;
         return;
@@ -283,6 +307,29 @@ void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
     out[3] = derivatives > 2 ? d3 : 0.0;
 }
 
+void TemperatureStep::evaluateTree(Function& fn, double* out, double T, double P, int derivatives)
+{
+    const TreeFunction& t = trees_[static_cast<size_t>(fn.tree)];
+    if (!(T >= t.tLow && T <= t.tHigh)) return;  // 0 outside its range, as in the kernel path
+    auto symbolJet = [this](int symbol, Jet& j) {
+        const double* F = &values_[4 * static_cast<size_t>(symbolSlots_[static_cast<size_t>(symbol)])];
+        j.v = F[0];
+        j.t = F[1];
+        j.tt = F[2];
+        j.ttt = F[3];
+    };
+    Jet result;
+    int faultNode = -1;
+    if (t.tree->evaluate(T, P, symbolJet, treeScratch_.data(), result, faultNode) != ExpressionTree::Fault::None) {
+        fn.outside = true;  // the kernel path words the refusal
+        return;
+    }
+    out[0] = result.v;
+    out[1] = result.t;
+    out[2] = result.tt;
+    out[3] = derivatives > 2 ? result.ttt : 0.0;
+}
+
 bool TemperatureStep::run(double T, double P, int derivatives)
 {
     // Powers by multiplication from T^0 both ways.
@@ -316,13 +363,18 @@ bool TemperatureStep::inUseOutside()
             stack_.pop_back();
             if (fn.disabled) continue;
             if (fn.outside) return true;
-            if (fn.current < 0) continue;
-            const Piece& q = pieces_[static_cast<size_t>(fn.pieceBegin + fn.current)];
             auto push = [&](int slot) {
                 if (slot < 0 || seen_[static_cast<size_t>(slot)]) return;
                 seen_[static_cast<size_t>(slot)] = 1;
                 stack_.push_back(slot);
             };
+            if (fn.tree >= 0) {
+                const TreeFunction& t = trees_[static_cast<size_t>(fn.tree)];
+                for (int k = 0; k < t.readCount; ++k) push(treeReads_[static_cast<size_t>(t.readBegin + k)]);
+                continue;
+            }
+            if (fn.current < 0) continue;
+            const Piece& q = pieces_[static_cast<size_t>(fn.pieceBegin + fn.current)];
             for (int j = 0; j < q.refCount; ++j) push(refs_[static_cast<size_t>(q.refBegin + j)].slot);
             if (q.special >= 0) {
                 const Special& s = specials_[static_cast<size_t>(q.special)];

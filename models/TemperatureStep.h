@@ -12,8 +12,16 @@
 // kernel's range search would pick it, so a new temperature in that interval
 // costs no search.
 //
+// Symbols that are no pieces (SymbolExpressions) take part as well: an
+// expression tree is evaluated with its exact derivatives from the results of
+// the functions it reads, which come before it; a name without a definition
+// is the constant the user gave it, read at every step so that a new value
+// takes effect at the next one.  A tree outside its range is 0, as in the
+// kernel path.
+//
 // A function with pieces none of which covers T (the kernel would silently
-// give 0) is flagged; refusedAt() then tells whether the phase reads it at T
+// give 0), a tree meeting a domain error and a name without a value are
+// flagged; refusedAt() then tells whether the phase reads it at T
 // through the pieces in use, the same rule as the kernel evaluator's range
 // check.  A disabled function is 0 by decision and never flagged.
 #ifndef MODELS_TEMPERATURESTEP_H
@@ -22,6 +30,8 @@
 #include <cstddef>
 #include <string>
 #include <vector>
+
+#include "database/ExpressionTree.h"
 
 class TThermFkt;
 class TThermFktMgr;
@@ -36,8 +46,9 @@ public:
     // Collects the functions: roots are the model parameters (slot i of the
     // result is root i), then the symbol functions they reach, evaluated in
     // dependency order.  Returns an empty string, or what cannot be taken
-    // (a reference cycle or an index outside the symbol list, a symbol that
-    // is an expression tree or a name without a definition in expressions).
+    // (a reference cycle or an index outside the symbol list).  expressions
+    // tells which symbols are trees or names without a definition; it must
+    // outlive the step and keep its trees.
     std::string build(const std::vector<TThermFkt*>& roots, TThermFktMgr& symbols, CVxDataMgr& dataMgr,
                       const SymbolExpressions* expressions = nullptr);
 
@@ -79,7 +90,16 @@ private:
         int pieceBegin = 0, pieceCount = 0;
         int current = -1;        //!< piece of the last step (relative), -1 none
         bool disabled = false;
-        bool outside = false;    //!< has pieces, none covering the last T
+        bool outside = false;    //!< has pieces, none covering the last T (or a refused tree or name)
+        int tree = -1;           //!< index into trees_ for an expression tree, -1 otherwise
+        int freeSymbol = -1;     //!< index into the free symbols for a name without a definition
+    };
+    // An expression tree: what it is and the slots of the functions it reads.
+    struct TreeFunction
+    {
+        const ExpressionTree* tree;
+        double tLow, tHigh;
+        int readBegin, readCount;  //!< into treeReads_
     };
     struct Power
     {
@@ -94,6 +114,7 @@ private:
 
     int slotOfSymbol(int symbol);
     void evaluate(size_t slot, double T, double P, int derivatives);
+    void evaluateTree(Function& fn, double* out, double T, double P, int derivatives);
     bool inUseOutside();
 
     std::vector<Function> functions_;  //!< evaluation order: symbols (dependencies first), then roots
@@ -102,6 +123,11 @@ private:
     std::vector<Special> specials_;
     std::vector<Power> powers_;
     std::vector<Ref> refs_;
+    std::vector<TreeFunction> trees_;
+    std::vector<int> treeReads_;       //!< slots a tree reads, for the in-use check
+    std::vector<int> symbolSlots_;     //!< slot of each symbol of the list (kept only when there are trees)
+    std::vector<Jet> treeScratch_;     //!< one jet per node of the largest tree
+    const SymbolExpressions* expressions_ = nullptr;
     std::vector<double> values_;       //!< 4 per slot: value and three T derivatives
     std::vector<double> powerTable_;   //!< T^e for e = lowExponent_ ... highExponent_
     int lowExponent_ = 0, highExponent_ = 0;

@@ -1,8 +1,8 @@
 // Order-disorder partitioned phases: a hand-built binary B2 whose G is written
 // out here, the disordered phase as an ordinary phase, the refusal of pairings
-// that break the model, and on the published databases the vanishing ordering
-// energy, symmetry under permuted sublattices and derivatives against
-// differences of G.
+// that break the model, and on the published databases (read whole, the names
+// their files leave undefined given values) the vanishing ordering energy,
+// symmetry under permuted sublattices and derivatives against differences of G.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,7 +22,6 @@
 #include "models/PhaseEvaluator.h"
 #include "support/Differences.h"
 #include "support/HillertJarl.h"
-#include "support/PublishedWithoutDefects.h"
 #include "support/TdbTestKit.h"
 
 namespace {
@@ -316,7 +315,33 @@ struct Published
     std::vector<const char*> elements;  //!< substitutional constituents the compositions use
     std::vector<double> temperatures;   //!< K
     const char* defect;                 //!< a parameter whose function the file leaves undefined
+    const char* function;               //!< "function NAME is not defined" of a name it reads
 };
+
+// A published database read with the promise of values for the names it
+// leaves undefined, so that their uses are no reading errors.
+std::unique_ptr<ThermDatabase> ReadPromisingValues(const char* file)
+{
+    auto db = std::make_unique<ThermDatabase>();
+    tdb::ReadReport report;
+    tdb::ReadOptions options;
+    options.undefinedAsZero = true;
+    EXPECT_TRUE(tdb::readTdbFile(std::string(THERM_SHARED_DB_DIR) + "/" + file, *db, report, options));
+    return db;
+}
+
+// Values for the names the file uses without defining them (fitting
+// variables whose FUNCTION lines are commented out), distinct per name, in
+// J per mole of formula units of the phases that read them.
+void GiveValues(ThermDatabase& db)
+{
+    std::string error;
+    double value = -4000.0;
+    for (const SymbolExpressions::FreeSymbol& f : db.expressions.freeSymbols()) {
+        ASSERT_TRUE(db.setSymbolValue(f.name, value, error)) << error;
+        value -= 700.0;
+    }
+}
 
 void PrintTo(const Published& c, std::ostream* os) { *os << c.name; }
 
@@ -325,7 +350,9 @@ class PublishedPartitioned : public ::testing::TestWithParam<Published>
 protected:
     void SetUp() override
     {
-        ASSERT_GT(kit::ReadPublishedWithoutDefects(GetParam().file, *db_), 0);
+        db_ = ReadPromisingValues(GetParam().file);
+        ASSERT_FALSE(db_->expressions.freeSymbols().empty()) << "the file now defines every name it uses";
+        GiveValues(*db_);
         ordered_ = db_->findPhase(GetParam().ordered);
         ASSERT_GE(ordered_, 0);
         std::string why;
@@ -367,20 +394,61 @@ std::map<std::string, double> Mix(const std::vector<const char*>& elements, doub
 }
 
 // As distributed, a parameter refers to a function the file leaves undefined:
-// the phase is refused naming it, not evaluated with a 0 in its place.
-TEST_P(PublishedPartitioned, AsDistributedRefusedForTheUndefinedFunctionOnly)
+// the phase is refused naming it, not evaluated with a 0 in its place.  Read
+// with the promise of values it is refused until they are given, then the
+// same evaluator takes the phase, partitioned.
+TEST_P(PublishedPartitioned, RefusedUntilTheUndefinedNamesHaveValues)
 {
     const Published& c = GetParam();
     kit::Loaded l = kit::ReadShared(c.file);
-    ASSERT_TRUE(l.ok) << l.diagnostics();
-    PhaseEvaluator ev(*l.db, l.db->findPhase(c.ordered));
+    PhaseEvaluator distributed(*l.db, l.db->findPhase(c.ordered));
+    EXPECT_FALSE(distributed.evaluable());
+    EXPECT_NE(distributed.why().find(c.defect), std::string::npos) << distributed.why();
+    EXPECT_EQ(distributed.why().find("partition"), std::string::npos) << distributed.why();
+
+    std::unique_ptr<ThermDatabase> db = ReadPromisingValues(c.file);
+    PhaseEvaluator ev(*db, db->findPhase(c.ordered));
     EXPECT_FALSE(ev.evaluable());
-    EXPECT_NE(ev.why().find(c.defect), std::string::npos) << ev.why();
-    EXPECT_EQ(ev.why().find("partition"), std::string::npos) << ev.why();
-    // without those parameters it is a partitioned phase like any other
-    PhaseEvaluator trimmed(*db_, ordered_);
-    EXPECT_TRUE(trimmed.evaluable()) << trimmed.why();
-    EXPECT_TRUE(trimmed.partitioned());
+    EXPECT_NE(ev.why().find(c.function), std::string::npos) << ev.why();
+    GiveValues(*db);
+    EXPECT_TRUE(ev.evaluable()) << ev.why();
+    EXPECT_TRUE(ev.partitioned());
+}
+
+// COST507's L(BCC_B2,TI:AL,TA:VA;0) = L(BCC_B2,AL,TA:TI:VA;0) = -ALTAB2 enter
+// the ordered part only: a change d of ALTAB2 changes G at the next
+// temperature step by -d (yTI' yAL'' yTA'' + yAL' yTA' yTI'' - 2 xTI xAL xTA),
+// x the mean of the two sublattices (site ratios 0.5:0.5).
+TEST(PublishedPartitionedValues, ChangedNameTakesEffectAtTheNextStep)
+{
+    std::unique_ptr<ThermDatabase> db = ReadPromisingValues("COST507.tdb");
+    GiveValues(*db);
+    PhaseEvaluator ev(*db, db->findPhase("BCC_B2"));
+    ASSERT_TRUE(ev.evaluable()) << ev.why();
+    const std::map<std::string, double> s1{{"TI", 0.5}, {"AL", 0.3}, {"TA", 0.2}}, s2{{"TI", 0.1}, {"AL", 0.4}, {"TA", 0.5}};
+    std::vector<double> y(static_cast<size_t>(ev.variableCount()), 0.0);
+    for (int v = 0; v < ev.variableCount(); ++v) {
+        const int s = ev.variableSublattice(v);
+        const auto& m = s == 0 ? s1 : s2;
+        auto it = m.find(ev.variableName(v));
+        if (s == 2) y[static_cast<size_t>(v)] = 1.0;  // VA
+        else if (it != m.end()) y[static_cast<size_t>(v)] = it->second;
+    }
+    auto x = [&](const char* e) { return 0.5 * (s1.at(e) + s2.at(e)); };
+    const double weight = s1.at("TI") * s2.at("AL") * s2.at("TA") + s1.at("AL") * s1.at("TA") * s2.at("TI") -
+                          2 * x("TI") * x("AL") * x("TA");
+    PhaseProperties a, b;
+    std::string error;
+    for (double T : {600.0, 1500.0}) {
+        ASSERT_TRUE(db->setSymbolValue("ALTAB2", -8000.0, error)) << error;
+        ev.setTemperature(T, P0);
+        ASSERT_TRUE(ev.evaluate(y.data(), 1, a)) << ev.why();
+        ASSERT_TRUE(db->setSymbolValue("altab2", -2000.0, error)) << error;
+        ev.setTemperature(T, P0);
+        ASSERT_TRUE(ev.evaluate(y.data(), 1, b)) << ev.why();
+        EXPECT_NEAR(b.G - a.G, -6000.0 * weight, 1e-9 * std::fabs(a.G)) << "T=" << T;
+        EXPECT_NEAR(b.dG_dT, a.dG_dT, 1e-9 * std::fabs(a.dG_dT)) << "a constant has no T derivative";
+    }
 }
 
 TEST_P(PublishedPartitioned, OrderingEnergyVanishesForADisorderedArrangement)
@@ -488,8 +556,10 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         // BCC_A2 is magnetic: 300 K lies below the Curie point of the mixes, 1250 K above;
         // both clear of the unaries' breakpoints (Al 700 and 933.47 K, Ta 1300 K)
-        Published{"COST507_BCC_B2", "COST507.tdb", "BCC_B2", {"FE", "AL", "NI", "CR"}, {300.0, 1250.0}, "L(BCC_B2,TI:AL,TA:VA;0)"},
-        Published{"AlNiPt_FCC_L12", "alnipt.tdb", "FCC_L12", {"AL", "NI", "PT"}, {800.0, 1400.0}, "G(FCC_L12,NI:NI:AL:PT:VA;0)"}),
+        Published{"COST507_BCC_B2", "COST507.tdb", "BCC_B2", {"FE", "AL", "NI", "CR"}, {300.0, 1250.0}, "L(BCC_B2,TI:AL,TA:VA;0)",
+                  "function ALTAB2 is not defined"},
+        Published{"AlNiPt_FCC_L12", "alnipt.tdb", "FCC_L12", {"AL", "NI", "PT"}, {800.0, 1400.0}, "G(FCC_L12,NI:NI:AL:PT:VA;0)",
+                  "is not defined in the database"}),
     [](const ::testing::TestParamInfo<Published>& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -22,7 +22,6 @@
 
 #include "models/PlanBuilder.h"
 #include "models/PlanEvaluator.h"
-#include "support/PublishedWithoutDefects.h"
 #include "support/TdbTestKit.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/TThermTPolynom.h"
@@ -45,7 +44,16 @@ std::unique_ptr<ThermDatabase> Read(const std::string& path)
 {
     auto db = std::make_unique<ThermDatabase>();
     tdb::ReadReport report;
-    tdb::readTdbFile(path, *db, report);  // partly readable files still give their good phases
+    // names the file leaves undefined get values, so that the phases reading them compare too
+    tdb::ReadOptions options;
+    options.undefinedAsZero = true;
+    tdb::readTdbFile(path, *db, report, options);  // partly readable files still give their good phases
+    std::string error;
+    double value = -1500.0;
+    for (const SymbolExpressions::FreeSymbol& f : db->expressions.freeSymbols()) {
+        EXPECT_TRUE(db->setSymbolValue(f.name, value, error)) << error;
+        value += 250.0;
+    }
     return db;
 }
 
@@ -204,9 +212,7 @@ int CheckEveryPhase(ThermDatabase& db)
         PlanEvaluator plan(db, i);
         if (!plan.evaluable()) continue;
         // phase models the plan leaves to the kernel path
-        if (plan.coverage().find("Einstein, two-state or Curie-Neel") != std::string::npos ||
-            plan.coverage().find("not covered: expression tree ") != std::string::npos)
-            continue;
+        if (plan.coverage().find("Einstein, two-state or Curie-Neel") != std::string::npos) continue;
         const char* name = db.phases[static_cast<size_t>(i)].phase->m_szPhaseName;
         EXPECT_TRUE(plan.usesPlan()) << name << ": " << plan.coverage();
         partitioned += PhaseEvaluator(db, i).partitioned() ? 1 : 0;
@@ -222,26 +228,14 @@ class PlanAgreesWithKernel : public ::testing::TestWithParam<std::string>
 {
 };
 
-TEST_P(PlanAgreesWithKernel, EveryEvaluablePhase) { CheckEveryPhase(*Read(GetParam())); }
-
-// The published order-disorder pairs, read without the parameters whose
-// functions their files leave undefined (as distributed, those phases are
-// refused as a whole).
-class PlanAgreesWithKernelOnPartitioned : public ::testing::TestWithParam<const char*>
+TEST_P(PlanAgreesWithKernel, EveryEvaluablePhase)
 {
-};
-
-TEST_P(PlanAgreesWithKernelOnPartitioned, EveryEvaluablePhase)
-{
-    ThermDatabase db;
-    ASSERT_GT(kit::ReadPublishedWithoutDefects(GetParam(), db), 0);
-    EXPECT_GT(CheckEveryPhase(db), 0);
+    const int partitioned = CheckEveryPhase(*Read(GetParam()));
+    // the published order-disorder pairs compare whole, the names their files
+    // leave undefined given values (as distributed, those phases are refused)
+    const std::string file = std::filesystem::path(GetParam()).filename().string();
+    if (file == "alnipt.tdb" || file == "COST507.tdb") EXPECT_GT(partitioned, 0);
 }
-
-INSTANTIATE_TEST_SUITE_P(Published, PlanAgreesWithKernelOnPartitioned, ::testing::Values("alnipt.tdb", "COST507.tdb"),
-                         [](const ::testing::TestParamInfo<const char*>& info) {
-                             return std::string(info.param).substr(0, std::string(info.param).find('.'));
-                         });
 
 std::string FileLabel(const ::testing::TestParamInfo<std::string>& info)
 {
@@ -272,8 +266,7 @@ class BrokenPlanIsCaught : public ::testing::TestWithParam<Breakage>
 TEST_P(BrokenPlanIsCaught, ByTheComparison)
 {
     const Breakage& c = GetParam();
-    auto db = std::make_unique<ThermDatabase>();
-    ASSERT_GE(kit::ReadPublishedWithoutDefects(c.file, *db), 0);
+    auto db = Read(std::string(THERM_SHARED_DB_DIR) + "/" + c.file);
     const int i = db->findPhase(c.phase);
     ASSERT_GE(i, 0);
     PlanEvaluator plan(*db, i);
