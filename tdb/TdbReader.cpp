@@ -32,6 +32,16 @@ namespace tdb {
 
 namespace {
 
+// A species name with a charge written after its formula: "C1+1", "SI+1", "C2-1", "O-2", "FE+".
+bool chargedSpeciesName(const std::string& name)
+{
+    const size_t sign = name.find_last_of("+-");
+    if (sign == std::string::npos || sign == 0) return false;
+    for (size_t i = sign + 1; i < name.size(); ++i)
+        if (!std::isdigit(static_cast<unsigned char>(name[i]))) return false;
+    return true;
+}
+
 enum Keyword {
     kElement,
     kSpecies,
@@ -1341,6 +1351,14 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
                 }
                 normal += name;
                 auto sp = species_.find(name);
+                if (sp == species_.end() && chargedSpeciesName(name)) {
+                    // an ion the file leaves out (C1+1 of a gas); no constituent list can
+                    // hold it, so its fraction is zero for good, and a charge is no typo
+                    warning(paren + 1, cmd, "'" + name + "' is a charged species the file does not define (no " +
+                                                "SPECIES command) and no constituent of phase " + phaseName +
+                                                "; the parameter is ignored");
+                    return;
+                }
                 if (sp == species_.end()) {
                     fail(paren + 1, "unknown constituent '" + name + "' (no ELEMENT or SPECIES command)");
                     return;
