@@ -66,7 +66,6 @@ TEST(NoAllocation, CompositionEvaluationOfEveryFamily)
 
 #include "models/PhaseEvaluator.h"
 #include "support/Differences.h"
-#include "support/PublishedWithoutDefects.h"
 #include "support/TdbTestKit.h"
 
 TEST(NoAllocation, PhaseEvaluationOnceResultsAreSized)
@@ -81,7 +80,11 @@ TEST(NoAllocation, PhaseEvaluationOnceResultsAreSized)
                  {"alnipt.tdb", "FCC_L12"}};            // partitioned into ordered and disordered parts
     for (const auto& c : cases) {
         ThermDatabase db;
-        ASSERT_GE(kit::ReadPublishedWithoutDefects(c.file, db), 0) << c.file;
+        tdb::ReadReport report;
+        tdb::ReadOptions options;
+        options.undefinedAsZero = true;  // the partitioned phases read names their files leave undefined
+        ASSERT_TRUE(tdb::readTdbFile(std::string(THERM_SHARED_DB_DIR) + "/" + c.file, db, report, options)) << c.file;
+        db.expressions.setUnsetToZero();
         const char* name = c.name;
         PhaseEvaluator ev(db, db.findPhase(name));
         ASSERT_TRUE(ev.evaluable()) << name;

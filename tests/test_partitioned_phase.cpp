@@ -331,15 +331,16 @@ std::unique_ptr<ThermDatabase> ReadPromisingValues(const char* file)
 }
 
 // Values for the names the file uses without defining them (fitting
-// variables whose FUNCTION lines are commented out), distinct per name, in
-// J per mole of formula units of the phases that read them.
+// variables whose FUNCTION lines are commented out), distinct per name and
+// small, as some are coefficients of T (VA41*T): J per mole of formula units,
+// or J per mole of formula units and K.
 void GiveValues(ThermDatabase& db)
 {
     std::string error;
-    double value = -4000.0;
+    double value = -2.5;
     for (const SymbolExpressions::FreeSymbol& f : db.expressions.freeSymbols()) {
         ASSERT_TRUE(db.setSymbolValue(f.name, value, error)) << error;
-        value -= 700.0;
+        value -= 2.5;
     }
 }
 
