@@ -41,14 +41,11 @@ bool checkPhase(tk_context* ctx, const ThermDatabase& db, int phase)
     return false;
 }
 
-PhaseEvaluator& evaluator(tk_context* ctx, ThermDatabase& db, int phase)
+PlanEvaluator& evaluator(tk_context* ctx, ThermDatabase& db, int phase)
 {
     const size_t p = static_cast<size_t>(phase);
-    if (ctx->evaluators.size() != db.phases.size()) {
-        ctx->evaluators.resize(db.phases.size());
-        ctx->scratch.resize(db.phases.size());
-    }
-    if (!ctx->evaluators[p]) ctx->evaluators[p] = std::make_unique<PhaseEvaluator>(db, phase);
+    if (ctx->evaluators.size() != db.phases.size()) ctx->evaluators.resize(db.phases.size());
+    if (!ctx->evaluators[p]) ctx->evaluators[p] = std::make_unique<PlanEvaluator>(db, phase);
     return *ctx->evaluators[p];
 }
 

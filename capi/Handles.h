@@ -11,7 +11,7 @@
 
 #include "database/ThermDatabase.h"
 #include "include/thermkernel.h"
-#include "models/PhaseEvaluator.h"
+#include "models/PlanEvaluator.h"
 
 struct tk_database
 {
@@ -24,10 +24,13 @@ struct tk_database
 struct tk_context
 {
     tk_database* handle = nullptr;
-    //! per phase, built on first use: the evaluator and its result scratch
-    std::vector<std::unique_ptr<PhaseEvaluator>> evaluators;
-    std::vector<PhaseProperties> scratch;
-    std::vector<double> row;   //!< one point's site fractions when the caller's are strided
+    //! per phase, built on first use: the compiled plan, or the kernel path where the plan does not cover the phase
+    std::vector<std::unique_ptr<PlanEvaluator>> evaluators;
+    //! scratch of the kernel path: one point's results, and its site fractions when the caller's are strided
+    PhaseProperties point;
+    std::vector<double> row;
+    //! scratch of the plan path, one block of points in the plan's layout (PlanEvaluator.h)
+    std::vector<double> blockY, blockG, blockGrad, blockHess;
     std::vector<double> sums;  //!< per sublattice, for the check of the site fractions
     std::string message;  //!< of the last failed call; empty after a success
 };
@@ -48,7 +51,7 @@ ThermDatabase* database(tk_context* ctx);
 // Checks phase against db; false with the message set.
 bool checkPhase(tk_context* ctx, const ThermDatabase& db, int phase);
 // The evaluator of phase, built on first use (phase already checked).
-PhaseEvaluator& evaluator(tk_context* ctx, ThermDatabase& db, int phase);
+PlanEvaluator& evaluator(tk_context* ctx, ThermDatabase& db, int phase);
 
 // Finite P and count finite positive temperatures (the ranges of the
 // functions decide which of them can be evaluated);

@@ -111,7 +111,7 @@ int tk_phase_variable(tk_context* ctx, int phase, int variable, int* sublattice,
     if (sublattice == nullptr || name == nullptr)
         return fail(ctx, TK_ERROR_ARGUMENT, "null output for the variable's sublattice or name");
     try {
-        const PhaseEvaluator& ev = capi::evaluator(ctx, *db, phase);
+        const PlanEvaluator& ev = capi::evaluator(ctx, *db, phase);
         if (variable < 0 || variable >= ev.variableCount())
             return fail(ctx, TK_ERROR_ARGUMENT,
                         "no variable " + std::to_string(variable) + " in phase " + phaseOf(*db, phase).m_szPhaseName +

@@ -17,10 +17,11 @@
  * Threads.  A database is shared read-only: once tk_database_open() returned,
  * any number of threads may use it, each through its own evaluation context
  * (tk_context_create).  A context belongs to one thread at a time.  Closing
- * the database must wait until every context of it is freed.  The current
- * evaluator keeps its temperature state in tables shared by the process, so
- * the library serialises the evaluations inside (one batch at a time); the
- * calls and their results do not depend on that.
+ * the database must wait until every context of it is freed.  Phases the
+ * compiled evaluation plan does not cover are evaluated by the kernel, which
+ * keeps its temperature state in tables shared by the process, so the library
+ * serialises the evaluations inside (one batch at a time); the calls and their
+ * results do not depend on that.
  *
  * Energies.  G and its derivatives are per mole of formula units of the
  * phase; GM, SM, HM, CPM per mole of atoms.  Temperatures in K, pressure in Pa.

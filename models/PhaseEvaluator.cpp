@@ -1,5 +1,6 @@
 #include "PhaseEvaluator.h"
 
+#include "EvaluationRefusal.h"
 #include "IonicLiquidPhase.h"
 #include "PropertyTerms.h"
 
@@ -434,24 +435,15 @@ double PhaseEvaluator::sumParameters(bool doSet, int order, double& TC, double& 
 bool PhaseEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
 {
     if (!evaluable()) return false;  // why() gives the phase's reason
-    if (order < 0 || order > 2) {
-        why_ = "derivative order must be 0, 1 or 2";
-        return false;
-    }
-    if (y == nullptr && n_ > 0) {
-        why_ = "no site fractions given";
-        return false;
-    }
-    if (!temperatureSet_) {
-        why_ = "setTemperature has not been called";
-        return false;
-    }
-    if (phase_->m_nVarCount != n_ || phase_->m_Y.m_nSize < n_) {
-        why_ = "the phase's variables changed after the evaluator was built";
-        return false;
-    }
-    if (list_->m_FktArray.m_nSize != functionCount_) {
-        why_ = "the phase's parameter list changed after the evaluator was built";
+    EvaluationCall call;
+    call.order = order;
+    call.y = y;
+    call.variableCount = n_;
+    call.temperatureSet = temperatureSet_;
+    call.variablesChanged = phase_->m_nVarCount != n_ || phase_->m_Y.m_nSize < n_;
+    call.parametersChanged = list_->m_FktArray.m_nSize != functionCount_;
+    if (const char* refusal = evaluationRefusal(call)) {
+        why_ = refusal;
         return false;
     }
     why_.clear();

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "EvaluationRefusal.h"
 #include "PlanBuilder.h"
 #include "database/PhasePartition.h"
 #include "database/ThermDatabase.h"
@@ -29,6 +30,15 @@ void PlanEvaluator::build()
     if (!kernel_->evaluable()) return;
     ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
     functionCount_ = rec.functions->m_FktArray.m_nSize;
+    atomsPerVariable_.assign(static_cast<size_t>(n_), 0.0);
+    for (size_t s = 0; s < rec.phase->m_Constituents.size(); ++s)
+        for (size_t i = 0; i < rec.phase->m_Constituents[s].size(); ++i) {
+            const int pos = rec.phase->m_VarPos[s][i];
+            const int c = rec.phase->m_Constituents[s][i];
+            if (pos < 0 || pos >= n_ || rec.gibbs == nullptr || c < 0 || c >= rec.gibbs->GetElementCount()) continue;
+            atomsPerVariable_[static_cast<size_t>(pos)] +=
+                rec.phase->m_SiteRatios[s] * rec.gibbs->m_ElementArray.ElementAt(c).m_dAtoms;
+        }
     if (engine_ == Engine::kKernel) return;
     PhasePartition partition;
     std::string partitionWhy;
@@ -91,46 +101,41 @@ void PlanEvaluator::setTemperature(double T, double P)
     stepTo(T, P);
 }
 
-bool PlanEvaluator::check(const void* y, int order)
+bool PlanEvaluator::checkCall(const void* y, int order)
 {
     if (!kernel_->evaluable()) return false;
-    if (order < 0 || order > 2) {
-        why_ = "derivative order must be 0, 1 or 2";
-        return false;
-    }
-    if (y == nullptr && n_ > 0) {
-        why_ = "no site fractions given";
-        return false;
-    }
-    if (!temperatureSet_) {
-        why_ = "setTemperature has not been called";
-        return false;
-    }
-    if (stale()) {
-        why_ = "the phase's parameter list changed after the evaluator was built";
+    const ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
+    EvaluationCall call;
+    call.order = order;
+    call.y = y;
+    call.variableCount = n_;
+    call.temperatureSet = temperatureSet_;
+    call.variablesChanged = rec.phase->m_nVarCount != n_;
+    call.parametersChanged = rec.functions->m_FktArray.m_nSize != functionCount_;
+    if (const char* refusal = evaluationRefusal(call)) {
+        why_ = refusal;
         return false;
     }
     why_.clear();
-    return rangeWhy_.empty();
+    return true;
+}
+
+double PlanEvaluator::atoms(const double* y, size_t stride) const
+{
+    double sum = 0.0;
+    for (int v = 0; v < n_; ++v) sum += atomsPerVariable_[static_cast<size_t>(v)] * y[static_cast<size_t>(v) * stride];
+    return sum;
 }
 
 bool PlanEvaluator::evaluate(const double* y, int order, PhaseProperties& out)
 {
     if (!planned_) return kernel_->evaluate(y, order, out);
-    if (!check(y, order)) return false;
+    if (!checkCall(y, order) || !rangeWhy_.empty()) return false;
     plan_.evaluate(y, 1, order, point_);
 
     // The kernel evaluator's molar quantities, from the same numbers.
     const int n = n_, dim = n + 1;
-    const ThermDatabase::PhaseRecord& rec = db_.phases[static_cast<size_t>(phaseIndex_)];
-    double atoms = 0.0;
-    for (size_t s = 0; s < rec.phase->m_Constituents.size(); ++s)
-        for (size_t i = 0; i < rec.phase->m_Constituents[s].size(); ++i) {
-            const int pos = rec.phase->m_VarPos[s][i];
-            const int c = rec.phase->m_Constituents[s][i];
-            if (pos < 0 || pos >= n || rec.gibbs == nullptr || c < 0 || c >= rec.gibbs->GetElementCount()) continue;
-            atoms += rec.phase->m_SiteRatios[s] * y[pos] * rec.gibbs->m_ElementArray.ElementAt(c).m_dAtoms;
-        }
+    const double atoms = this->atoms(y, 1);
     out.T = T_;
     out.P = P_;
     out.G = point_.G;
@@ -193,7 +198,7 @@ bool PlanEvaluator::evaluateBatch(const double* y, size_t count, int order, doub
         }
         return true;
     }
-    if (!check(y, order)) return false;
+    if (!checkCall(y, order) || !rangeWhy_.empty()) return false;
     for (size_t p = 0; p < count; p += kBlock)
         if (!runBlock(nullptr, y, count, p, std::min(kBlock, count - p), order, G, grad, hess)) return false;
     return true;
@@ -219,12 +224,9 @@ bool PlanEvaluator::evaluateBatch(const double* T, double P, const double* y, si
         }
         return true;
     }
-    if (stale()) {
-        why_ = "the phase's parameter list changed after the evaluator was built";
-        return false;
-    }
     temperatureSet_ = true;
     P_ = P;
+    if (!checkCall(y, order)) return false;
     for (size_t p = 0; p < count; p += kBlock)
         if (!runBlock(T, y, count, p, std::min(kBlock, count - p), order, G, grad, hess)) return false;
     // the evaluator stays at the last point's temperature, for single points too
@@ -253,8 +255,7 @@ bool PlanEvaluator::runBlock(const double* T, const double* y, size_t count, siz
     for (size_t j = 0; j < b; ++j) {
         if (T != nullptr) {
             T_ = T[p0 + j];
-            why_.clear();
-            if (!stepTo(T_, P_, lanes ? static_cast<int>(j) : -1) || !check(y, order)) return false;
+            if (!stepTo(T_, P_, lanes ? static_cast<int>(j) : -1)) return false;
         }
         if (!lanes) plan_.evaluate(by + j, L, order, bG + j, bg + j * dim, bh + j * packed);
     }

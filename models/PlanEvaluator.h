@@ -19,6 +19,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "EvaluationPlan.h"
 #include "PhaseEvaluator.h"
@@ -59,6 +60,9 @@ public:
     bool evaluateBatch(const double* T, double P, const double* y, size_t count, int order, double* G, double* grad,
                        double* hess);
 
+    //! Moles of atoms per mole of formula units at the fractions y[v * stride] (plan path).
+    double atoms(const double* y, size_t stride) const;
+
     //! Heap bytes of the plan and its temperature step (0 on the kernel path).
     size_t planBytes() const
     {
@@ -73,7 +77,8 @@ public:
 private:
     void build();
     bool stale() const;
-    bool check(const void* y, int order);
+    //! The argument checks of EvaluationRefusal; false with why_ set.
+    bool checkCall(const void* y, int order);
     bool stepTo(double T, double P, int lane = -1);
     bool runBlock(const double* T, const double* y, size_t count, size_t p0, size_t b, int order, double* G,
                   double* grad, double* hess);
@@ -96,6 +101,7 @@ private:
     std::string why_;
     EvaluationPlan::Point point_;    //!< scratch of one point
     PhaseProperties kernelPoint_;    //!< scratch of the kernel path in batches
+    std::vector<double> atomsPerVariable_;  //!< atoms per formula unit for a unit fraction of each variable
     std::vector<double> yPoint_;     //!< scratch: one point's fractions gathered for the kernel path
     static constexpr size_t kBlock = EvaluationPlan::kLanes;  //!< points of a batch evaluated side by side
     std::vector<double> blockY_, blockG_, blockGrad_, blockHess_;  //!< scratch of one block

@@ -200,7 +200,7 @@ TEST_P(CInterfaceRefusal, FailsWithStatusAndMessageAndRecovers)
     static Opened o(path);
     ASSERT_EQ(o.status, TK_OK) << tk_database_message(o.db);
     const int sol = o.phase("SOL");
-    Batch b(2, 2);
+    Batch b(3, 2);
     tk_outputs out = b.outputs();
     EXPECT_EQ(r.call(o.ctx, sol, &out), r.status);
     const std::string message = tk_context_message(o.ctx);
@@ -240,6 +240,10 @@ const Refusal kRefusals[] = {
     {"BeyondAFunctionsRange", TK_ERROR_RANGE,
      "phase SOL, point 0: T = 1500 K is outside the temperature ranges of function GLIM (298.15 to 1000 K)",
      [](tk_context* c, int p, tk_outputs* o) { return evaluateAt(c, p, o, 1500, {0.5, 0.5}); }},
+    {"BeyondAFunctionsRangeAtALaterPoint", TK_ERROR_RANGE,
+     "phase SOL, point 2: T = 1500 K is outside the temperature ranges of function GLIM (298.15 to 1000 K)",
+     [](tk_context* c, int p, tk_outputs* o) { double T[] = {500, 600, 1500}, y[6] = {.5, .5, .5, .5, .5, .5};
+                                               return tk_evaluate(c, p, 3, T, 3, P0, y, 2, 1, 2, o); }},
     {"NegativeFraction", TK_ERROR_INPUT, "point 1: site fraction of A in sublattice 0 is -0.1; expected a finite value of at least 0",
      [](tk_context* c, int p, tk_outputs* o) { return evaluateAt(c, p, o, 500, {0.5, 0.5, -0.1, 1.1}); }},
     {"InfiniteFraction", TK_ERROR_INPUT, "point 0: site fraction of B in sublattice 0 is inf",
@@ -455,6 +459,15 @@ TEST(CInterfaceThreads, ContextsOnTwoThreadsGiveTheNumbersOfOne)
     Batch alone(points, n);
     tk_outputs out = alone.outputs();
     ASSERT_EQ(tk_evaluate(o.ctx, bcc, points, T.data(), points, P0, y.data(), n, 1, 2, &out), TK_OK);
+    // Wherever a point sits in a long batch, it gets the numbers it gets alone.
+    for (size_t p = 0; p < points; p += 131) {
+        Batch one(1, n);
+        tk_outputs single = one.outputs();
+        ASSERT_EQ(tk_evaluate(o.ctx, bcc, 1, &T[p], 1, P0, &y[p * n], n, 1, 2, &single), TK_OK);
+        EXPECT_EQ(one.G[0], alone.G[p]) << p;
+        EXPECT_EQ(one.CPM[0], alone.CPM[p]) << p;
+        EXPECT_EQ(one.hessian, std::vector<double>(alone.hessian.begin() + p * 25, alone.hessian.begin() + (p + 1) * 25));
+    }
 
     // Each thread alternates between the per-point temperatures and one of its own.
     std::vector<Batch> results(2, Batch(points, n));

@@ -17,8 +17,8 @@ CASES = [
 
 
 def tool_eval(thermfn, phase, composition):
-    # The package evaluates through the kernel path: the tool is asked for the
-    # same arithmetic, so that the two agree to the last digits.
+    # The package evaluates through the compiled plan; the tool is asked for
+    # the kernel path, the independent arithmetic of the same model.
     out = subprocess.run([thermfn, "eval", CRFENB, "--phase", phase, "--T", "300:2000:170", "--y", composition,
                           "--json", "--hessian", "--engine", "kernel"], check=True, capture_output=True,
                          text=True).stdout
