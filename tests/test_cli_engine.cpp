@@ -4,31 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "cli/Arguments.h"
-#include "cli/Commands.h"
+#include "support/CliTestKit.h"
 
 using namespace thermfn;
+using clitest::ToolRun;
 
 namespace {
 
 const std::string kCrFe = std::string(THERM_SHARED_DB_DIR) + "/crfe_bcc_magnetic.tdb";
 
-struct ToolRun
-{
-    int code;
-    std::string out, err;
-};
-
-ToolRun Tool(const std::vector<std::string>& args)
-{
-    std::ostringstream out, err;
-    const int code = run(args, out, err);
-    return {code, out.str(), err.str()};
-}
+ToolRun Tool(const std::vector<std::string>& args) { return clitest::tool(args); }
 
 struct BadArgs
 {

@@ -3,10 +3,7 @@
 // empty CSV fields, a table row) and the tool exits 1 after writing the rest.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -15,6 +12,7 @@
 #include "cli/EvalWriter.h"
 #include "tdb/TdbReader.h"
 #include "database/ThermDatabase.h"
+#include "support/CliTestKit.h"
 
 namespace {
 
@@ -27,11 +25,7 @@ const char* const kGrid =
 
 std::string GridFile()
 {
-    static const std::string path = [] {
-        std::string p = ::testing::TempDir() + "grid_" + std::to_string(getpid()) + ".tdb";
-        std::ofstream(p) << kGrid;
-        return p;
-    }();
+    static const std::string path = clitest::tempFile("grid.tdb", kGrid);
     return path;
 }
 

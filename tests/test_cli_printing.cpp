@@ -57,13 +57,6 @@ INSTANTIATE_TEST_SUITE_P(
                       PrintCase{"BelowOneKelvin", 0.001, -0.0, "0.001", "0"},
                       PrintCase{"TinyNegativeStaysNegative", 1000.0, -1e-12, "1000", "-1e-12"}));
 
-TEST(MachineNumbers, NegativeZeroIsPlainZero)
-{
-    EXPECT_EQ(thermfn::jsonNumber(-0.0), "0");
-    EXPECT_EQ(thermfn::csvNumber(-0.0), "0");
-    EXPECT_EQ(thermfn::jsonNumber(-1e-300), "-1e-300");  // not zero: keeps its sign
-}
-
 TEST(EvalTableNumbers, RoundedToZeroHasNoSign)
 {
     thermfn::EvalResults r;

@@ -4,39 +4,19 @@
 // Everything runs in process through thermfn::run.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cmath>
-#include <fstream>
 #include <sstream>
 #include <streambuf>
 #include <string>
 #include <vector>
 
 #include "cli/CliError.h"
-#include "cli/Commands.h"
+#include "support/CliTestKit.h"
 
 namespace {
 
-std::string TempFile(const std::string& name, const std::string& text)
-{
-    std::string path = ::testing::TempDir() + "refusals_" + std::to_string(getpid()) + "_" + name;
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-}
-
-struct ToolRun
-{
-    int code;
-    std::string out, err;
-};
-
-ToolRun RunTool(const std::vector<std::string>& args)
-{
-    std::ostringstream out, err;
-    int code = thermfn::run(args, out, err);
-    return {code, out.str(), err.str()};
-}
+using clitest::ToolRun;
+const auto TempFile = clitest::tempFile;
+const auto RunTool = clitest::tool;
 
 // Functions starting at 1 K in a file without TEMPERATURE_LIMITS; INNER ends
 // at 2000 K while OUTER, which reads it, goes on to 4000 K; BROKEN could not
@@ -94,6 +74,10 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"EmptyFile", {"phases", "@empty"}, thermfn::kExitUsage, "no database found in"},
         RefusalCase{"OnlyComments", {"list", "@comments"}, thermfn::kExitUsage, "holds no ELEMENT, SPECIES"},
         RefusalCase{"DevNull", {"phases", "/dev/null"}, thermfn::kExitUsage, "no database found in /dev/null"},
+        RefusalCase{"UnknownFunction", {"function", "@", "GHSERNI", "--T", "300"}, thermfn::kExitUsage,
+                    "unknown function GHSERNI; expected a FUNCTION of the database (INNER, OUTER"},
+        RefusalCase{"UnknownPhase", {"list", "@", "--phase", "SIGMA"}, thermfn::kExitUsage,
+                    "unknown phase SIGMA; expected one of P"},
         RefusalCase{"FunctionAboveItsRanges",
                     {"function", "@", "INNER", "--T", "1000:3000:1000"},
                     thermfn::kExitFailure,
