@@ -66,14 +66,6 @@ def test_order_decides_which_quantities_are_there(bcc, order, present):
             assert getattr(r, key) is None, key
 
 
-def test_hessian_is_symmetric_and_its_T_row_is_the_T_derivative_of_the_gradient(bcc):
-    h = 1e-3
-    r = bcc.evaluate(T=np.concatenate([T3, T3 + h, T3 - h]), y=np.vstack([Y, Y, Y]))
-    np.testing.assert_array_equal(r.hessian, np.transpose(r.hessian, (0, 2, 1)))
-    dgrad = (r.dG_dy[3:6] - r.dG_dy[6:9]) / (2 * h)
-    np.testing.assert_allclose(r.hessian[:3, :4, 4], dgrad, rtol=1e-6, atol=1e-6)
-
-
 # (what, call, exception, text in the message)
 BAD = [
     ("y columns", lambda db, p: p.evaluate(T=1000, y=[0.5, 0.5, 1.0]), ValueError,
