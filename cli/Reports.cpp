@@ -59,10 +59,15 @@ int requirePhase(const ThermDatabase& db, const std::string& name)
 
 void showPhases(ThermDatabase& db, std::ostream& out)
 {
-    out << db.phases.size() << " phases, temperatures " << formatNumber("%g", db.defaultTLow) << " to "
-        << formatNumber("%g", db.defaultTHigh) << " K\n\n";
+    // The database's limits only fill in ranges written without a number;
+    // what can be evaluated is each phase's own range, from the functions it uses.
+    const std::string limits = formatNumber("%g", db.defaultTLow) + " to " + formatNumber("%g", db.defaultTHigh) + " K";
+    out << db.phases.size() << " phases; temperature limits "
+        << (db.defaultTemperatureLimits ? "default (" + limits + "; the file has no TEMPERATURE_LIMITS)" : limits)
+        << "\n\n";
     std::vector<std::vector<std::string>> rows = {
-        {"phase", "sublattices", "sites", "constituents", "parameters", "evaluable"}};
+        {"phase", "sublattices", "sites", "constituents", "parameters", "temperatures", "evaluable"}};
+    TemperatureCoverage coverage(db);
     for (size_t p = 0; p < db.phases.size(); ++p) {
         const ThermDatabase::PhaseRecord& rec = db.phases[p];
         const CVxPhase& phase = *rec.phase;
@@ -75,8 +80,9 @@ void showPhases(ThermDatabase& db, std::ostream& out)
         }
         if (phase.m_bEvaluable && phase.m_nModelType == 10 && phase.m_szDoName[0])
             evaluable += std::string(", with disordered part ") + phase.m_szDoName;
+        std::string range = phase.m_bEvaluable ? TemperatureCoverage::text(coverage.phase(static_cast<int>(p))) : "-";
         rows.push_back({phase.m_szPhaseName, std::to_string(phase.m_nSublatticeCount), siteRatios(phase),
-                        constituents(phase, *rec.gibbs), std::to_string(rec.functions->m_FktArray.m_nSize),
+                        constituents(phase, *rec.gibbs), std::to_string(rec.functions->m_FktArray.m_nSize), range,
                         evaluable});
     }
     // All columns left-aligned: most are text, and the reason comes last

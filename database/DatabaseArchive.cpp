@@ -86,7 +86,7 @@ QByteArray Payload(ThermDatabase& db)
     AppendSection(payload, "SRCE", [&](QDataStream& out) {
         PutText(out, db.sourceName);
         PutText(out, db.sourceDigest);
-        out << db.defaultTLow << db.defaultTHigh;
+        out << db.defaultTLow << db.defaultTHigh << static_cast<qint32>(db.defaultTemperatureLimits);
     });
     AppendSection(payload, "ELEM", [&](QDataStream& out) { PutElements(out, dm.m_ElementArray); });
     AppendSection(payload, "RECS", [&](QDataStream& out) {
@@ -185,6 +185,7 @@ void ReadSource(ByteReader& in, ThermDatabase& db)
     db.sourceDigest = in.text();
     db.defaultTLow = in.float64();
     db.defaultTHigh = in.float64();
+    db.defaultTemperatureLimits = in.bounded(0, 1, "default-limits flag") != 0;
     if (in.ok() && !(std::isfinite(db.defaultTLow) && std::isfinite(db.defaultTHigh) && db.defaultTLow > 0.0 &&
                      db.defaultTLow < db.defaultTHigh))
         in.fail("temperature limits that are no range");

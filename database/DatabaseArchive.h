@@ -6,6 +6,7 @@
 // PayloadChecksum.h) — then the payload, a list of sections, each a 4-byte
 // tag, an int64 length and that many bytes:
 //   SRCE  source name, digest of the database's bytes, temperature limits
+//         and whether they are the reader's defaults
 //   ELEM  the element table
 //   RECS  the definition records (45 ints each)
 //   TEXT  the constituent texts, the symbol-name tables, the type keywords
@@ -39,8 +40,8 @@
 class ThermDatabase;
 
 //! Version written into, and the only one accepted from, a cache file.
-//! 3: the EXPR section.
-constexpr int kDatabaseArchiveVersion = 3;
+//! 3: the EXPR section; 4: SRCE says whether the temperature limits are the reader's defaults.
+constexpr int kDatabaseArchiveVersion = 4;
 
 bool saveDatabaseArchive(const ThermDatabase& db, const std::string& path, std::string& error);
 bool loadDatabaseArchive(ThermDatabase& db, const std::string& path, std::string& error);

@@ -32,6 +32,8 @@ public:
 
     double defaultTLow = 298.15;       //!< lower temperature limit of the database [K]
     double defaultTHigh = 6000.0;      //!< upper temperature limit of the database [K]
+    //! true when the file gave no TEMPERATURE_LIMITS and the two above are the reader's defaults
+    bool defaultTemperatureLimits = false;
     std::string sourceName;            //!< file the database was read from
     std::string sourceDigest;          //!< contentDigest() of the bytes it was read from ("" when built otherwise)
     SymbolExpressions expressions;     //!< symbols that are expression trees or undefined names

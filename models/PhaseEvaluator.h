@@ -124,6 +124,9 @@ public:
 
     //! True when the phase evaluates with its disordered part.
     bool partitioned() const { return partitioned_ != nullptr; }
+    //! The parameters whose temperature ranges decide whether T can be
+    //! evaluated (what the range check of setTemperature follows).
+    const std::vector<TThermFkt*>& modelParameters() const { return modelParameters_; }
 
     //! False when the reader marked the phase not evaluable, or while a name the
     //! phase reads has no definition and no value; why() gives the reason.

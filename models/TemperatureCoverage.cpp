@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "database/ThermDatabase.h"
+#include "models/PhaseEvaluator.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/TThermTPolynom.h"
 
@@ -124,16 +125,13 @@ TemperatureCoverage::Set TemperatureCoverage::function(const TThermFkt& f) const
 
 TemperatureCoverage::Set TemperatureCoverage::phase(int phaseIndex) const
 {
-    const ThermDatabase::PhaseRecord& rec = db_.phases.at(static_cast<size_t>(phaseIndex));
-    const bool magnetic = rec.phase->m_dMagneticP > 0.0;
+    // The evaluator decides which parameters a phase model sums (the
+    // disordered part of a partitioned phase, magnetic and property terms);
+    // the phase has a value where all of them do.
+    PhaseEvaluator evaluator(db_, phaseIndex);
     Set set{{0.0, 1e300}};
-    const auto& list = rec.functions->m_FktArray;
-    for (int i = 0; i < list.m_nSize; ++i) {
-        const TThermFktData& d = *list.m_pData[i]->m_pFktData;
-        if (d.m_bDoSet || d.m_bDisabled) continue;
-        if (d.m_nFktType != 0 && !(magnetic && (d.m_nFktType == 10 || d.m_nFktType == 20))) continue;
-        set = intersection(set, compute(*list.m_pData[i]));
-    }
+    for (const TThermFkt* f : evaluator.modelParameters())
+        if (!f->m_pFktData->m_bDisabled) set = intersection(set, compute(*f));
     return set;
 }
 

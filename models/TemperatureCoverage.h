@@ -32,8 +32,9 @@ public:
     const Set& symbol(int index) const;
     //! The set of any function of the database (a parameter or a symbol).
     Set function(const TThermFkt& f) const;
-    //! Where the parameters the phase model sums (G, and TC, BMAGN of a
-    //! magnetic phase) all have a value: the phase's evaluable temperatures.
+    //! Where every parameter the phase's evaluator sums (its disordered part,
+    //! magnetic and property terms included) has a value: the phase's
+    //! evaluable temperatures.
     Set phase(int phaseIndex) const;
 
     //! Empty when f (called name) has a value at T; else why not, naming the

@@ -1609,6 +1609,7 @@ void Builder::run()
         }
         byKind[static_cast<size_t>(k)].emplace_back(&c, kwEnd);
     }
+    db_.defaultTemperatureLimits = byKind[kTemperatureLimits].empty();
     for (auto& [c, body] : byKind[kTemperatureLimits]) temperatureLimits(*c, body);
     for (auto& [c, body] : byKind[kElement]) element(*c, body);
     for (auto& [c, body] : byKind[kSpecies]) speciesCommand(*c, body);

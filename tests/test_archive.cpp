@@ -188,10 +188,10 @@ const FileCase kFileCases[] = {
     {"OlderVersion",
      [](const std::string& g) {
          std::string b = g;
-         PutBig(b, 4, 2, 4);
+         PutBig(b, 4, 3, 4);
          return b;
      },
-     "version 2 is not supported (expected 3)"},
+     "version 3 is not supported (expected 4)"},
     {"CutShort", [](const std::string& g) { return g.substr(0, g.size() - 100); }, "truncated or damaged"},
     {"HeaderOnly", [](const std::string& g) { return g.substr(0, 20); }, "truncated or damaged"},
     {"OneBitFlipped",
