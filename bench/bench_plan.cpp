@@ -46,7 +46,7 @@ Case& Load(const std::string& file, const std::string& phase)
     PlanEvaluator& ev = *c->ev[0];
     const int n = ev.variableCount(), dim = n + 1;
     std::mt19937 rng(7);
-    std::uniform_real_distribution<double> u(0.05, 1.0), t(600.0, 1750.0);
+    std::uniform_real_distribution<double> u(0.05, 1.0), t(600.0, 1650.0);  // within every range of COST507
     c->y.assign(static_cast<size_t>(n) * kPoints, 0.0);
     for (size_t p = 0; p < kPoints; ++p) {
         std::vector<double> y(static_cast<size_t>(n)), sum(16, 0.0);

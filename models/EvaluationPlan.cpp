@@ -4,6 +4,11 @@
 #include <cmath>
 #include <cstring>
 
+#include "EinsteinTerm.h"
+#include "SumComposition.h"
+#include "TwoStateTerm.h"
+#include "XiongMagnetic.h"
+
 namespace {
 constexpr int kMaxFactors = 10;  // constituent entries of one parameter record
 
@@ -39,6 +44,7 @@ size_t EvaluationPlan::bytes() const
     for (const Space* set : {spaces_, atX_, disordered_})
         for (int q = 0; q < 3; ++q)
             b += set[q].global.capacity() * sizeof(int) + (set[q].grad.capacity() + set[q].hess.capacity()) * sizeof(double);
+    for (const Space& sp : propertySums_) b += (sp.grad.capacity() + sp.hess.capacity()) * sizeof(double);
     return b;
 }
 
@@ -191,6 +197,106 @@ void EvaluationPlan::evaluateSeries(const Group& g, const double* __restrict coe
     LANES hTT[j] += P[j] * STT[j];
 }
 
+// A Muggianu ternary group P * (c0 + sum_l c_l y_l) over the three members
+// l (entries direction[l] of P) of M entries: S is linear in the members, so
+// its second derivatives in y vanish.
+template <int Order, int M, int L>
+void EvaluationPlan::evaluateMuggianu(const Group& g, const double* __restrict coef, const double* __restrict y,
+                                      size_t stride, double* __restrict value, double* __restrict grad,
+                                      double* __restrict hess, int tIndex, size_t ttOffset) const
+{
+    constexpr int m = M;
+    const int* var = &factorVar_[static_cast<size_t>(g.factorBegin)];
+    double yv[m][L], pre[m + 1][L];
+    LANES pre[0][j] = 1.0;
+    for (int i = 0; i < m; ++i) {
+        const double* yi = y + static_cast<size_t>(var[i]) * stride;
+        LANES
+        {
+            yv[i][j] = yi[j];
+            pre[i + 1][j] = pre[i][j] * yv[i][j];
+        }
+    }
+    const double* P = pre[m];
+    const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;  // (3k + d)*L + j
+    const int dir[3] = {g.direction[0], g.direction[1], g.direction[2]};
+    double S[L], ST[L], STT[L];
+    LANES
+    {
+        S[j] = c[j];
+        ST[j] = c[L + j];
+        STT[j] = c[2 * L + j];
+    }
+    for (int l = 0; l < 3; ++l) {
+        const double* cl = c + 3 * (l + 1) * L;
+        const double* yl = yv[dir[l]];
+        LANES
+        {
+            S[j] += cl[j] * yl[j];
+            ST[j] += cl[L + j] * yl[j];
+            STT[j] += cl[2 * L + j] * yl[j];
+        }
+    }
+    LANES value[j] += P[j] * S[j];
+    if (Order < 1) return;
+
+    const int* loc = &factorLocal_[static_cast<size_t>(g.factorBegin)];
+    double suf[m + 1][L], Pi[m][L];
+    LANES suf[m][j] = 1.0;
+    for (int i = m - 1; i >= 0; --i) LANES suf[i][j] = suf[i + 1][j] * yv[i][j];
+    for (int i = 0; i < m; ++i) {
+        double* gi = grad + static_cast<size_t>(loc[i]) * L;
+        LANES
+        {
+            Pi[i][j] = pre[i][j] * suf[i + 1][j];
+            gi[j] += Pi[i][j] * S[j];
+        }
+    }
+    for (int l = 0; l < 3; ++l) {
+        const double* cl = c + 3 * (l + 1) * L;
+        double* gl = grad + static_cast<size_t>(loc[dir[l]]) * L;
+        LANES gl[j] += P[j] * cl[j];
+    }
+    double* gT = grad + static_cast<size_t>(tIndex) * L;
+    LANES gT[j] += P[j] * ST[j];
+    if (Order < 2) return;
+
+    const uint32_t* off = &pairOffset_[static_cast<size_t>(g.pairBegin)];
+    auto at = [hess](uint32_t k) { return hess + static_cast<size_t>(k) * L; };
+    constexpr int mm = m * (m + 1) / 2;
+    int k = 0;
+    for (int i = 0; i < m; ++i) {
+        ++k;
+        double run[L];
+        LANES run[j] = pre[i][j];
+        for (int e = i + 1; e < m; ++e, ++k) {
+            double* h = at(off[k]);
+            LANES
+            {
+                h[j] += run[j] * suf[e + 1][j] * S[j];
+                run[j] *= yv[e][j];
+            }
+        }
+    }
+    for (int l = 0; l < 3; ++l) {
+        const int a = dir[l];
+        const double* cl = c + 3 * (l + 1) * L;
+        for (int e = 0; e < m; ++e) {
+            double* h = at(off[PairIndex(e, a, m)]);
+            const double f = e == a ? 2.0 : 1.0;
+            LANES h[j] += f * Pi[e][j] * cl[j];
+        }
+        double* haT = at(off[mm + a]);
+        LANES haT[j] += P[j] * cl[L + j];
+    }
+    for (int i = 0; i < m; ++i) {
+        double* h = at(off[mm + i]);
+        LANES h[j] += Pi[i][j] * ST[j];
+    }
+    double* hTT = hess + ttOffset * L;
+    LANES hTT[j] += P[j] * STT[j];
+}
+
 // One group of the other shapes at one point: coefficient (k, d) at
 // c[(3k + d)*cs], fractions at y[v*stride], gradient and Hessian entries at
 // grad[r*os] and hess[k*os].
@@ -332,6 +438,10 @@ void EvaluationPlan::evaluateGroups(Target target, const double* coef, const dou
             case 4: evaluateSeries<Order, 4, true, L>(g, coef, y, stride, value, grad, hess, tIndex, ttOffset); break;
             default: evaluateSeries<Order, 0, true, L>(g, coef, y, stride, value, grad, hess, tIndex, ttOffset); break;
             }
+        } else if (g.shape == kMuggianu && g.factors == 3) {
+            evaluateMuggianu<Order, 3, L>(g, coef, y, stride, value, grad, hess, tIndex, ttOffset);
+        } else if (g.shape == kMuggianu && g.factors == 4) {
+            evaluateMuggianu<Order, 4, L>(g, coef, y, stride, value, grad, hess, tIndex, ttOffset);
         } else {
             const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;
             LANES evaluateGroup(g, c + j, L, y + j, stride, Order, value[j], grad + j, hess + j, L, tIndex, ttOffset);
@@ -366,8 +476,10 @@ void EvaluationPlan::evaluateLanes(const LaneState& at, const double* y, size_t 
         evaluateGroups<Order, L>(kCurie, at.coef, y, stride, sums[1], mc.grad.data(), mc.hess.data(), mc.n, ttM);
         evaluateGroups<Order, L>(kMoment, at.coef, y, stride, sums[2], mb.grad.data(), mb.hess.data(), mb.n, ttM);
     }
-    if constexpr (L == 1)
+    if constexpr (L == 1) {
         if (partitioned_) addPartitioned<Order>(y, stride, &sums[0][0], grad, hess);
+        if (propertyTerms_) addPropertyTerms<Order>(y, stride, &sums[0][0], grad, hess);
+    }
 
     // Ideal mixing: the value with the exact fractions (0 ln 0 = 0), the
     // derivatives at the floored ones, ln y taken once per variable (none
@@ -644,6 +756,66 @@ void EvaluationPlan::addPartitioned(const double* y, size_t stride, double* sums
             const double* row = eh + groupOf(r) * D;
             for (int c = r; c <= n; ++c, ++k) th[k] += wr * weightOf(c) * row[groupOf(c)];
         }
+    }
+}
+
+// The Einstein, two-state and Curie-Neel terms: each property sum from its
+// groups over (y, T), the term's partials in its sums and T, and the chain
+// rule (SumComposition.h) into G and its packed derivatives.
+template <int Order>
+void EvaluationPlan::addPropertyTerms(const double* y, size_t stride, double* G, double* grad, double* hess)
+{
+    const int n = n_, dim = n + 1;
+    const size_t tt = packedIndex(n, n, dim);
+    double value[kPropertySums] = {};
+    for (int q = 0; q < kPropertySums; ++q) {
+        Space& sp = propertySums_[q];
+        if (sp.grad.empty()) continue;
+        if (Order >= 1) std::fill(sp.grad.begin(), sp.grad.end(), 0.0);
+        if (Order >= 2) std::fill(sp.hess.begin(), sp.hess.end(), 0.0);
+        evaluateGroups<Order, 1>(static_cast<Target>(kFirstPropertySum + q), coef_.data(), y, stride, &value[q],
+                                 sp.grad.data(), sp.hess.data(), n, tt);
+    }
+    SumPartials F;
+    const double R = kGasConstant, T = T_;
+    auto add = [&](std::initializer_list<int> sums) {
+        const Space* s[SumPartials::kMaxSums];
+        int k = 0;
+        for (int q : sums) s[k++] = &propertySums_[q];
+        *G += F.value;
+        if (Order < 1) return;
+        for (int r = 0; r < dim; ++r) {
+            double g = r == n ? F.first[k] : 0.0;
+            for (int i = 0; i < k; ++i) g += F.first[i] * s[i]->grad[static_cast<size_t>(r)];
+            grad[r] += g;
+        }
+        if (Order < 2) return;
+        size_t e = 0;
+        for (int r = 0; r < dim; ++r)
+            for (int c = r; c < dim; ++c, ++e) {
+                const bool rT = r == n, cT = c == n;
+                double h = rT && cT ? F.second[k][k] : 0.0;
+                for (int i = 0; i < k; ++i) {
+                    const double sir = s[i]->grad[static_cast<size_t>(r)], sic = s[i]->grad[static_cast<size_t>(c)];
+                    h += F.first[i] * s[i]->hess[e];
+                    for (int j = 0; j < k; ++j) h += F.second[i][j] * sir * s[j]->grad[static_cast<size_t>(c)];
+                    h += F.second[i][k] * ((cT ? sir : 0.0) + (rT ? sic : 0.0));
+                }
+                hess[e] += h;
+            }
+    };
+    constexpr int theta = 0, gd = 1, beta = 2, tc = 3, nt = 4;  // PropertyTerms::Sum
+    if (einstein_) {
+        EinsteinTerm::partials(value[theta], T, R, F);
+        add({theta});
+    }
+    if (twoState_) {
+        TwoStateTerm::partials(value[gd], T, R, F);
+        add({gd});
+    }
+    if (curieNeel_) {
+        XiongMagnetic::partials(value[beta], value[tc], value[nt], T, structureP_, R, F);
+        add({beta, tc, nt});
     }
 }
 

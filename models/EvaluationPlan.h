@@ -15,8 +15,8 @@
 // the gradient and the upper triangle of the Hessian at offsets fixed when
 // the plan was built.  TC and BMAGN groups add into spaces of their own over
 // only the variables that occur in them, so the magnetic chain rule runs
-// over those.  Series groups run through kernels specialised by their entry
-// count, whether they have a pair, and the derivative order.
+// over those.  Series and Muggianu groups run through kernels specialised
+// by their entry count, whether they have a pair, and the derivative order.
 //
 // An order-disorder partitioned phase is the ordered parameter set over y,
 // the same set again at the disordered arrangement y -> x, and the
@@ -43,8 +43,12 @@ public:
 
     // What a group adds to: G, TC or beta of the phase's own parameters over
     // its fractions y, or (a partitioned phase) of its disordered part's over x.
+    // The property sums of the Einstein, two-state and Curie-Neel terms
+    // follow: THETA, GD, BMAGN, TC, NT (in PropertyTerms' order).
     enum Target : uint8_t { kGibbs = 0, kCurie = 1, kMoment = 2, kDisorderedGibbs = 3, kDisorderedCurie = 4,
-                            kDisorderedMoment = 5 };
+                            kDisorderedMoment = 5, kFirstPropertySum = 6 };
+    static constexpr int kPropertySums = 5;
+    static constexpr int kTargets = kFirstPropertySum + kPropertySums;
     enum Shape : uint8_t {
         kSeries,     //!< S = sum_k c_k d1^k (k = 0 only when there is no pair), Horner form
         kBivariate,  //!< S = sum_j c_j d1^i_j d2^k_j
@@ -92,9 +96,10 @@ public:
     // setLaneTemperature.  The arithmetic of a lane is the point's, operation
     // for operation, so a block gives the point results bit for bit; the
     // lanes only let the compiler run the points side by side.  Not for a
-    // partitioned phase (blockable() false), which goes point by point.
+    // partitioned phase or one with property terms (blockable() false),
+    // which go point by point.
     static constexpr int kLanes = 8;
-    bool blockable() const { return !partitioned_; }
+    bool blockable() const { return !partitioned_ && !propertyTerms_; }
     template <class Values>
     void setLaneTemperature(int lane, double T, Values parameter)
     {
@@ -189,18 +194,24 @@ private:
     void evaluateSeries(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
                         double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,
                         size_t ttOffset) const;
+    template <int Order, int M, int L>
+    void evaluateMuggianu(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
+                          double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,
+                          size_t ttOffset) const;
     void evaluateGroup(const Group& g, const double* c, size_t cs, const double* y, size_t stride, int order,
                        double& value, double* grad, double* hess, size_t os, int tIndex, size_t ttOffset) const;
     template <int Order, int L>
     void addMagnetic(const LaneState& at, const double* __restrict TC, const double* __restrict beta,
                      double* __restrict G, double* __restrict grad, double* __restrict hess);
     template <int Order>
+    void addPropertyTerms(const double* y, size_t stride, double* G, double* grad, double* hess);
+    template <int Order>
     void addPartitioned(const double* y, size_t stride, double* sums, double* grad, double* hess);
 
     int n_ = 0;
     double T_ = 0.0;
     std::vector<Group> groups_;         //!< by target: Gibbs, Curie, moment
-    int targetBegin_[7] = {};           //!< first group of each target, then the end
+    int targetBegin_[kTargets + 1] = {};  //!< first group of each target, then the end
     std::vector<int> factorVar_;        //!< global variable of each entry of P
     std::vector<int> factorLocal_;      //!< its index in the group's target space
     std::vector<uint32_t> pairOffset_;  //!< packed offsets in the target space
@@ -240,6 +251,12 @@ private:
     Space atX_[3];                      //!< scratch: the ordered parameters at y -> x (G, TC, beta), over n
     Space disordered_[3];               //!< scratch: the disordered parameters at x, over nd
     std::vector<double> eGrad_, eHess_; //!< scratch: one quantity's partitioned part over x, gradient and dense Hessian
+
+    // Einstein, two-state and Curie-Neel terms (PropertyTerms.h): each a
+    // function of property sums, each sum over all n variables.
+    bool propertyTerms_ = false;
+    bool einstein_ = false, twoState_ = false, curieNeel_ = false;
+    Space propertySums_[kPropertySums];
 };
 
 #endif

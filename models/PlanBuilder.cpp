@@ -104,13 +104,33 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         if (!(phase->m_dMagneticP > 0.0))
             magneticPhase = db.phases[static_cast<size_t>(partition->disordered)].phase.get();
     }
-    const bool magnetic = magneticPhase->m_dMagneticP > 0.0;
+    // the classic magnetic term; a factor of 0 selects the Curie-Neel model of the property terms
+    const bool magnetic = magneticPhase->m_dMagneticP > 0.0 && !PropertyTerms::curieNeel(*magneticPhase);
     // the phase models the plan does not compile (the kernel path evaluates them)
     if (phase->m_nModelType == IonicLiquidPhase::kModelType) return "not covered: the ionic-liquid model";
-    if (!PropertyTerms(*phase, db.dataMgr, *list, n).empty())
-        return "not covered: Einstein, two-state or Curie-Neel magnetic terms";
-    if (magnetic && magneticPhase->m_dAFMFactor == 0.0)
-        return "not covered: the magnetic model with Curie and Neel temperatures of the disordered part";
+    // Einstein, two-state and Curie-Neel terms: present when the phase has a
+    // parameter of their sums (disabled or not), the last when its type
+    // definition selects it
+    bool present[EvaluationPlan::kPropertySums] = {};
+    for (int i = 0; i < list->m_FktArray.m_nSize; ++i) {
+        const PropertyTerms::Sum sum = PropertyTerms::sumOf(*phase, db.dataMgr, *list->m_FktArray.m_pData[i]);
+        if (sum != PropertyTerms::kNone) present[sum] = true;
+    }
+    plan.einstein_ = present[PropertyTerms::kTheta];
+    plan.twoState_ = present[PropertyTerms::kGd];
+    plan.curieNeel_ = PropertyTerms::curieNeel(*phase);
+    plan.propertyTerms_ = plan.einstein_ || plan.twoState_ || plan.curieNeel_;
+    if (partition != nullptr && (plan.propertyTerms_ || PropertyTerms::curieNeel(*magneticPhase)))
+        return "not covered: Einstein, two-state or Curie-Neel terms of a partitioned phase";
+    if (plan.curieNeel_) present[PropertyTerms::kBeta] = present[PropertyTerms::kCurie] = present[PropertyTerms::kNeel] = true;
+    for (int q = 0; q < EvaluationPlan::kPropertySums; ++q) {
+        if (!present[q]) continue;
+        const size_t d = static_cast<size_t>(n) + 1;
+        plan.propertySums_[q].n = n;
+        plan.propertySums_[q].grad.assign(d, 0.0);
+        plan.propertySums_[q].hess.assign(d * (d + 1) / 2, 0.0);
+    }
+    if (plan.curieNeel_) plan.structureP_ = phase->m_dMagneticP;
     if (magnetic) {
         TMagnFkt g;
         g.Initialize(magneticPhase->m_dMagneticP, const_cast<CVxPhase*>(magneticPhase));
@@ -156,7 +176,10 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         const bool doSet = d.m_bDoSet != 0;
         if ((doSet && partition == nullptr) || d.m_bDisabled) continue;
         int target;
-        if (d.m_nFktType == kTypeGibbs)
+        const PropertyTerms::Sum sum = PropertyTerms::sumOf(*phase, db.dataMgr, *f);
+        if (sum != PropertyTerms::kNone)
+            target = EvaluationPlan::kFirstPropertySum + sum;
+        else if (d.m_nFktType == kTypeGibbs)
             target = EvaluationPlan::kGibbs;
         else if (magnetic && d.m_nFktType == kTypeCurie)
             target = EvaluationPlan::kCurie;
@@ -164,7 +187,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
             target = EvaluationPlan::kMoment;
         else
             continue;
-        if (doSet) target += EvaluationPlan::kDisorderedGibbs;
+        if (doSet && target < EvaluationPlan::kFirstPropertySum) target += EvaluationPlan::kDisorderedGibbs;
         // the set's fractions: the phase's y, or the disordered part's x
         const int setN = doSet ? nd : n;
         double* const* bound = doSet ? f->m_pDoY : f->m_pY;
@@ -292,7 +315,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
     std::stable_sort(pending.begin(), pending.end(),
                      [](const PendingGroup& a, const PendingGroup& b) { return a.target < b.target; });
     for (const PendingGroup& g : pending) ++plan.targetBegin_[g.target + 1];
-    for (int t = 1; t <= 6; ++t) plan.targetBegin_[t] += plan.targetBegin_[t - 1];
+    for (int t = 1; t <= EvaluationPlan::kTargets; ++t) plan.targetBegin_[t] += plan.targetBegin_[t - 1];
 
     for (PendingGroup& pg : pending) {
         EvaluationPlan::Group g{};
@@ -301,10 +324,11 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
         const int m = static_cast<int>(pg.vars.size());
         g.factors = static_cast<uint8_t>(m);
         g.factorBegin = static_cast<int>(plan.factorVar_.size());
-        // variables of the group's space: all of y (G), the magnetic ones (TC,
-        // beta), all of x (the disordered part's parameters)
+        // variables of the group's space: all of y (G, property sums), the
+        // magnetic ones (TC, beta), all of x (the disordered part's parameters)
         const bool ownMagnetic = pg.target == EvaluationPlan::kCurie || pg.target == EvaluationPlan::kMoment;
-        const int spaceN = ownMagnetic ? static_cast<int>(magVars.size()) : pg.target >= EvaluationPlan::kDisorderedGibbs ? nd : n;
+        const bool overX = pg.target >= EvaluationPlan::kDisorderedGibbs && pg.target < EvaluationPlan::kFirstPropertySum;
+        const int spaceN = ownMagnetic ? static_cast<int>(magVars.size()) : overX ? nd : n;
         auto local = [&](int v) {
             if (!ownMagnetic) return v;
             return static_cast<int>(std::lower_bound(magVars.begin(), magVars.end(), v) - magVars.begin());

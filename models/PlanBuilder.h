@@ -1,8 +1,9 @@
 // Compiles a phase's bound parameter list into an evaluation plan and its
 // temperature step.  Takes exactly the parameters the kernel evaluator sums
-// (regular set, and the do_ set of a partitioned phase; types G/L, and
-// TC/BMAGN with a magnetic model; not disabled) with the kernel's weighting
-// of each shape.  A parameter whose shape the
+// (regular set, and the do_ set of a partitioned phase; types G/L, TC/BMAGN
+// with a magnetic model, and the property sums of the Einstein, two-state
+// and Curie-Neel terms; not disabled) with the kernel's weighting of each
+// shape.  A parameter whose shape the
 // plan does not reproduce is reported, and the phase is then evaluated by the
 // kernel path.
 #ifndef MODELS_PLANBUILDER_H

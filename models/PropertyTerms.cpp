@@ -18,31 +18,36 @@ constexpr int kFirstNamedType = 10000;
 
 bool PropertyTerms::isModelKeyword(const std::string& k) { return k == "THETA" || k == "GD" || k == "NT"; }
 
+bool PropertyTerms::curieNeel(const CVxPhase& phase) { return phase.m_dMagneticP > 0.0 && phase.m_dAFMFactor == 0.0; }
+
+PropertyTerms::Sum PropertyTerms::sumOf(const CVxPhase& phase, const CVxDataMgr& dm, const TThermFkt& f)
+{
+    const TThermFktData& d = *f.m_pFktData;
+    if (d.m_bDoSet) return kNone;
+    const bool xiong = curieNeel(phase);
+    const int type = d.m_nFktType;
+    if (xiong && type == kTypeCurie) return kCurie;
+    if (xiong && type == kTypeMoment) return kBeta;
+    const int k = type - kFirstNamedType;
+    if (k < 0 || k >= dm.m_TypeKeywords.m_nSize) return kNone;
+    const std::string keyword = dm.m_TypeKeywords.m_pData[k].c_str();
+    if (keyword == "THETA") return kTheta;
+    if (keyword == "GD") return kGd;
+    if (keyword == "NT" && xiong) return kNeel;
+    return kNone;
+}
+
 PropertyTerms::PropertyTerms(const CVxPhase& phase, const CVxDataMgr& dm, const TThermFktMgr& list, int n)
     : n_(n), theta_(n), gd_(n), tc_(n), nt_(n), beta_(n), grad_(static_cast<size_t>(n + 1), 0.0),
       hess_(static_cast<size_t>((n + 1) * (n + 1)), 0.0)
 {
-    xiong_ = phase.m_dMagneticP > 0.0 && phase.m_dAFMFactor == 0.0;
+    xiong_ = curieNeel(phase);
     p_ = phase.m_dMagneticP;
+    ParameterSum* sums[] = {&theta_, &gd_, &beta_, &tc_, &nt_};
     for (int i = 0; i < list.m_FktArray.m_nSize; ++i) {
         TThermFkt* f = list.m_FktArray.m_pData[i];
-        const TThermFktData& d = *f->m_pFktData;
-        if (d.m_bDoSet) continue;
-        const int type = d.m_nFktType;
-        if (xiong_ && type == kTypeCurie) {
-            tc_.add(f);
-            continue;
-        }
-        if (xiong_ && type == kTypeMoment) {
-            beta_.add(f);
-            continue;
-        }
-        const int k = type - kFirstNamedType;
-        if (k < 0 || k >= dm.m_TypeKeywords.m_nSize) continue;
-        const std::string keyword = dm.m_TypeKeywords.m_pData[k].c_str();
-        if (keyword == "THETA") theta_.add(f);
-        if (keyword == "GD") gd_.add(f);
-        if (keyword == "NT" && xiong_) nt_.add(f);
+        const Sum s = sumOf(phase, dm, *f);
+        if (s != kNone) sums[s]->add(f);
     }
     einstein_ = !theta_.empty();
     twoState_ = !gd_.empty();

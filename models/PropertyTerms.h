@@ -34,6 +34,14 @@ public:
     //! Parameter types whose keyword makes them part of these terms.
     static bool isModelKeyword(const std::string& upperKeyword);
 
+    // The sum a parameter of the phase's regular set belongs to (kNone for
+    // the others): THETA, GD, and with the magnetic model of Curie and Neel
+    // temperatures its BMAGN, TC and NT.
+    enum Sum { kNone = -1, kTheta = 0, kGd = 1, kBeta = 2, kCurie = 3, kNeel = 4 };
+    static Sum sumOf(const CVxPhase& phase, const CVxDataMgr& dm, const TThermFkt& f);
+    //! The phase's magnetic term is the Curie-Neel model's.
+    static bool curieNeel(const CVxPhase& phase);
+
     // Takes the regular-set parameters of list (the phase's) over n variables.
     PropertyTerms(const CVxPhase& phase, const CVxDataMgr& dm, const TThermFktMgr& list, int n);
 
