@@ -55,146 +55,175 @@ void EvaluationPlan::temperatureChanged()
     lanesCurrent_ = false;
 }
 
+// The site-fraction product P of a group's M entries (0: as many as the
+// group says) over L lanes: the fractions, prefix and suffix products, and
+// Pi, the product without entry i -- nothing divided by a fraction.
+template <int M, int L>
+struct ProductLanes
+{
+    static constexpr int Cap = M > 0 ? M : kMaxFactors;
+    const int count;
+    double yv[Cap][L], pre[Cap + 1][L], suf[Cap + 1][L], Pi[Cap][L];
+
+    int entries() const { return M > 0 ? M : count; }
+
+    ProductLanes(int n, const int* var, const double* __restrict y, size_t stride) : count(n)
+    {
+        const int m = entries();
+        LANES pre[0][j] = 1.0;
+        for (int i = 0; i < m; ++i) {
+            const double* yi = y + static_cast<size_t>(var[i]) * stride;
+            LANES
+            {
+                yv[i][j] = yi[j];
+                pre[i + 1][j] = pre[i][j] * yv[i][j];
+            }
+        }
+    }
+    const double* P() const { return pre[entries()]; }
+
+    // Pi, and into grad the derivatives of P*S in P's entries and of P*ST in T.
+    void addGradient(const int* loc, const double* S, const double* ST, double* __restrict grad, int tIndex)
+    {
+        const int m = entries();
+        LANES suf[m][j] = 1.0;
+        for (int i = m - 1; i >= 0; --i) LANES suf[i][j] = suf[i + 1][j] * yv[i][j];
+        for (int i = 0; i < m; ++i) {
+            double* gi = grad + static_cast<size_t>(loc[i]) * L;
+            LANES
+            {
+                Pi[i][j] = pre[i][j] * suf[i + 1][j];
+                gi[j] += Pi[i][j] * S[j];
+            }
+        }
+        double* gT = grad + static_cast<size_t>(tIndex) * L;
+        const double* p = P();
+        LANES gT[j] += p[j] * ST[j];
+    }
+
+    // Into hess (entry offsets off: pairs (i, e), i <= e, then (i, T)) the
+    // second derivatives of P*S with S held: (i, e), i < e, the product
+    // without both entries ((i, i) is 0, P being linear in each fraction);
+    // (i, T), (T, T).
+    void addHessian(const uint32_t* off, const double* S, const double* ST, const double* STT,
+                    double* __restrict hess, size_t ttOffset) const
+    {
+        const int m = entries();
+        int k = 0;
+        for (int i = 0; i < m; ++i) {
+            ++k;
+            double run[L];
+            LANES run[j] = pre[i][j];
+            for (int e = i + 1; e < m; ++e, ++k) {
+                double* h = hess + static_cast<size_t>(off[k]) * L;
+                LANES
+                {
+                    h[j] += run[j] * suf[e + 1][j] * S[j];
+                    run[j] *= yv[e][j];
+                }
+            }
+        }
+        for (int i = 0; i < m; ++i) {
+            double* h = hess + static_cast<size_t>(off[k + i]) * L;
+            LANES h[j] += Pi[i][j] * ST[j];
+        }
+        double* hTT = hess + ttOffset * L;
+        const double* p = P();
+        LANES hTT[j] += p[j] * STT[j];
+    }
+
+    // value += P*S; with Order >= 1 the gradient, with 2 the Hessian of P*S
+    // with S held.
+    template <int Order>
+    void add(const int* loc, const uint32_t* off, const double* S, const double* ST, const double* STT,
+             double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex, size_t ttOffset)
+    {
+        const double* p = P();
+        LANES value[j] += p[j] * S[j];
+        if (Order >= 1) addGradient(loc, S, ST, grad, tIndex);
+        if (Order >= 2) addHessian(off, S, ST, STT, hess, ttOffset);
+    }
+
+    // Into the gradient entry of direction entry a and the Hessian entries
+    // (e, a) and (a, T): the terms of P * D, D = dS/dy_a (with DT = dD/dT)
+    // held, times sign.
+    void addDirection(int a, const int* loc, const uint32_t* off, const double* D, const double* DT, double sign,
+                      double* __restrict grad, double* __restrict hess, int order) const
+    {
+        const int m = entries();
+        const double* p = P();
+        double* ga = grad + static_cast<size_t>(loc[a]) * L;
+        LANES ga[j] += sign * (p[j] * D[j]);
+        if (order < 2) return;
+        for (int e = 0; e < m; ++e) {
+            double* h = hess + static_cast<size_t>(off[PairIndex(e, a, m)]) * L;
+            const double f = sign * (e == a ? 2.0 : 1.0);
+            LANES h[j] += f * Pi[e][j] * D[j];
+        }
+        double* haT = hess + static_cast<size_t>(off[m * (m + 1) / 2 + a]) * L;
+        LANES haT[j] += sign * (p[j] * DT[j]);
+    }
+};
+
 // A series group P * sum_k c_k d^k (d = y_a - y_b; no d when the group has no
-// pair) of M entries (0: as many as the group says): prefix and suffix
-// products for the derivatives of P, Horner for the series and its first two
-// derivatives in d, gradient and Hessian at the group's offsets.
+// pair) of M entries (0: as many as the group says): Horner for the series
+// and its first two derivatives in d.
 template <int Order, int M, bool Paired, int L>
 void EvaluationPlan::evaluateSeries(const Group& g, const double* __restrict coef, const double* __restrict y,
                                     size_t stride, double* __restrict value, double* __restrict grad,
                                     double* __restrict hess, int tIndex, size_t ttOffset) const
 {
-    const int m = M > 0 ? M : g.factors;
-    constexpr int kCap = M > 0 ? M : kMaxFactors;
-    const int* var = &factorVar_[static_cast<size_t>(g.factorBegin)];
-    double yv[kCap][L], pre[kCap + 1][L];
-    LANES pre[0][j] = 1.0;
-    for (int i = 0; i < m; ++i) {
-        const double* yi = y + static_cast<size_t>(var[i]) * stride;
-        LANES
-        {
-            yv[i][j] = yi[j];
-            pre[i + 1][j] = pre[i][j] * yv[i][j];
-        }
-    }
-    const double* P = pre[m];
+    ProductLanes<M, L> P(g.factors, &factorVar_[static_cast<size_t>(g.factorBegin)], y, stride);
     const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;  // (3k + d)*L + j
-    constexpr bool paired = Paired;
-    const int a = paired ? g.direction[0] : 0, b = paired ? g.direction[1] : 0;
+    const int a = Paired ? g.direction[0] : 0, b = Paired ? g.direction[1] : 0;
     double S[L], ST[L], STT[L], s1[L], s1T[L], s2[L];
-    if constexpr (!paired) {
+    const int K = Paired ? g.degree : 0;
+    const double* top = c + 3 * K * L;
+    double d[L];
+    LANES
+    {
+        d[j] = P.yv[a][j] - P.yv[b][j];
+        S[j] = top[j];
+        ST[j] = top[L + j];
+        STT[j] = top[2 * L + j];
+        s1[j] = s1T[j] = s2[j] = 0.0;
+    }
+    for (int k = K - 1; k >= 0; --k) {
+        const double* ck = c + 3 * k * L;
         LANES
         {
-            S[j] = c[j];
-            ST[j] = c[L + j];
-            STT[j] = c[2 * L + j];
-            s1[j] = s1T[j] = s2[j] = 0.0;
-        }
-    } else {
-        const int K = g.degree;
-        const double* top = c + 3 * K * L;
-        double d[L];
-        LANES
-        {
-            d[j] = yv[a][j] - yv[b][j];
-            S[j] = top[j];
-            ST[j] = top[L + j];
-            STT[j] = top[2 * L + j];
-            s1[j] = s1T[j] = s2[j] = 0.0;
-        }
-        for (int k = K - 1; k >= 0; --k) {
-            const double* ck = c + 3 * k * L;
-            LANES
-            {
-                if (Order >= 2) {
-                    s2[j] = s2[j] * d[j] + 2.0 * s1[j];
-                    s1T[j] = s1T[j] * d[j] + ST[j];
-                }
-                if (Order >= 1) s1[j] = s1[j] * d[j] + S[j];
-                S[j] = S[j] * d[j] + ck[j];
-                ST[j] = ST[j] * d[j] + ck[L + j];
-                STT[j] = STT[j] * d[j] + ck[2 * L + j];
+            if (Order >= 2) {
+                s2[j] = s2[j] * d[j] + 2.0 * s1[j];
+                s1T[j] = s1T[j] * d[j] + ST[j];
             }
+            if (Order >= 1) s1[j] = s1[j] * d[j] + S[j];
+            S[j] = S[j] * d[j] + ck[j];
+            ST[j] = ST[j] * d[j] + ck[L + j];
+            STT[j] = STT[j] * d[j] + ck[2 * L + j];
         }
     }
-    LANES value[j] += P[j] * S[j];
-    if (Order < 1) return;
-
     const int* loc = &factorLocal_[static_cast<size_t>(g.factorBegin)];
-    double suf[kCap + 1][L], Pi[kCap][L];  // Pi: the product without entry i
-    LANES suf[m][j] = 1.0;
-    for (int i = m - 1; i >= 0; --i) LANES suf[i][j] = suf[i + 1][j] * yv[i][j];
-    for (int i = 0; i < m; ++i) {
-        double* gi = grad + static_cast<size_t>(loc[i]) * L;
-        LANES
-        {
-            Pi[i][j] = pre[i][j] * suf[i + 1][j];
-            gi[j] += Pi[i][j] * S[j];
-        }
-    }
-    if constexpr (paired) {
-        double* ga = grad + static_cast<size_t>(loc[a]) * L;
-        double* gb = grad + static_cast<size_t>(loc[b]) * L;
-        LANES
-        {
-            ga[j] += P[j] * s1[j];
-            gb[j] -= P[j] * s1[j];
-        }
-    }
-    double* gT = grad + static_cast<size_t>(tIndex) * L;
-    LANES gT[j] += P[j] * ST[j];
-    if (Order < 2) return;
-
     const uint32_t* off = &pairOffset_[static_cast<size_t>(g.pairBegin)];
-    auto at = [hess](uint32_t k) { return hess + static_cast<size_t>(k) * L; };
-    const int mm = m * (m + 1) / 2;
-    // (i, j), i < j: the product without both entries; (i, i) is 0, P being linear in each fraction
-    int k = 0;
-    for (int i = 0; i < m; ++i) {
-        ++k;
-        double run[L];
-        LANES run[j] = pre[i][j];
-        for (int e = i + 1; e < m; ++e, ++k) {
-            double* h = at(off[k]);
-            LANES
-            {
-                h[j] += run[j] * suf[e + 1][j] * S[j];
-                run[j] *= yv[e][j];
-            }
-        }
-    }
-    if constexpr (paired) {
-        for (int e = 0; e < m; ++e) {
-            double* ha = at(off[PairIndex(e, a, m)]);
-            double* hb = at(off[PairIndex(e, b, m)]);
-            const double fa = e == a ? 2.0 : 1.0, fb = e == b ? 2.0 : 1.0;
-            LANES
-            {
-                ha[j] += fa * Pi[e][j] * s1[j];
-                hb[j] -= fb * Pi[e][j] * s1[j];
-            }
-        }
-        double* haa = at(off[PairIndex(a, a, m)]);
-        double* hbb = at(off[PairIndex(b, b, m)]);
-        double* hab = at(off[PairIndex(a, b, m)]);
-        double* haT = at(off[mm + a]);
-        double* hbT = at(off[mm + b]);
+    P.template add<Order>(loc, off, S, ST, STT, value, grad, hess, tIndex, ttOffset);
+    if (Order < 1) return;
+    if constexpr (Paired) {
+        P.addDirection(a, loc, off, s1, s1T, 1.0, grad, hess, Order);
+        P.addDirection(b, loc, off, s1, s1T, -1.0, grad, hess, Order);
+        if (Order < 2) return;
+        // S's own second derivative: s2 along (a, a), (b, b), -s2 along (a, b)
+        const int m = P.entries();
+        double* haa = hess + static_cast<size_t>(off[PairIndex(a, a, m)]) * L;
+        double* hbb = hess + static_cast<size_t>(off[PairIndex(b, b, m)]) * L;
+        double* hab = hess + static_cast<size_t>(off[PairIndex(a, b, m)]) * L;
+        const double* p = P.P();
         LANES
         {
-            const double Ps2 = P[j] * s2[j];
+            const double Ps2 = p[j] * s2[j];
             haa[j] += Ps2;
             hbb[j] += Ps2;
             hab[j] -= Ps2;
-            haT[j] += P[j] * s1T[j];
-            hbT[j] -= P[j] * s1T[j];
         }
     }
-    for (int i = 0; i < m; ++i) {
-        double* h = at(off[mm + i]);
-        LANES h[j] += Pi[i][j] * ST[j];
-    }
-    double* hTT = hess + ttOffset * L;
-    LANES hTT[j] += P[j] * STT[j];
 }
 
 // A Muggianu ternary group P * (c0 + sum_l c_l y_l) over the three members
@@ -205,21 +234,8 @@ void EvaluationPlan::evaluateMuggianu(const Group& g, const double* __restrict c
                                       size_t stride, double* __restrict value, double* __restrict grad,
                                       double* __restrict hess, int tIndex, size_t ttOffset) const
 {
-    constexpr int m = M;
-    const int* var = &factorVar_[static_cast<size_t>(g.factorBegin)];
-    double yv[m][L], pre[m + 1][L];
-    LANES pre[0][j] = 1.0;
-    for (int i = 0; i < m; ++i) {
-        const double* yi = y + static_cast<size_t>(var[i]) * stride;
-        LANES
-        {
-            yv[i][j] = yi[j];
-            pre[i + 1][j] = pre[i][j] * yv[i][j];
-        }
-    }
-    const double* P = pre[m];
+    ProductLanes<M, L> P(M, &factorVar_[static_cast<size_t>(g.factorBegin)], y, stride);
     const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;  // (3k + d)*L + j
-    const int dir[3] = {g.direction[0], g.direction[1], g.direction[2]};
     double S[L], ST[L], STT[L];
     LANES
     {
@@ -229,7 +245,7 @@ void EvaluationPlan::evaluateMuggianu(const Group& g, const double* __restrict c
     }
     for (int l = 0; l < 3; ++l) {
         const double* cl = c + 3 * (l + 1) * L;
-        const double* yl = yv[dir[l]];
+        const double* yl = P.yv[g.direction[l]];
         LANES
         {
             S[j] += cl[j] * yl[j];
@@ -237,64 +253,14 @@ void EvaluationPlan::evaluateMuggianu(const Group& g, const double* __restrict c
             STT[j] += cl[2 * L + j] * yl[j];
         }
     }
-    LANES value[j] += P[j] * S[j];
-    if (Order < 1) return;
-
     const int* loc = &factorLocal_[static_cast<size_t>(g.factorBegin)];
-    double suf[m + 1][L], Pi[m][L];
-    LANES suf[m][j] = 1.0;
-    for (int i = m - 1; i >= 0; --i) LANES suf[i][j] = suf[i + 1][j] * yv[i][j];
-    for (int i = 0; i < m; ++i) {
-        double* gi = grad + static_cast<size_t>(loc[i]) * L;
-        LANES
-        {
-            Pi[i][j] = pre[i][j] * suf[i + 1][j];
-            gi[j] += Pi[i][j] * S[j];
-        }
-    }
-    for (int l = 0; l < 3; ++l) {
-        const double* cl = c + 3 * (l + 1) * L;
-        double* gl = grad + static_cast<size_t>(loc[dir[l]]) * L;
-        LANES gl[j] += P[j] * cl[j];
-    }
-    double* gT = grad + static_cast<size_t>(tIndex) * L;
-    LANES gT[j] += P[j] * ST[j];
-    if (Order < 2) return;
-
     const uint32_t* off = &pairOffset_[static_cast<size_t>(g.pairBegin)];
-    auto at = [hess](uint32_t k) { return hess + static_cast<size_t>(k) * L; };
-    constexpr int mm = m * (m + 1) / 2;
-    int k = 0;
-    for (int i = 0; i < m; ++i) {
-        ++k;
-        double run[L];
-        LANES run[j] = pre[i][j];
-        for (int e = i + 1; e < m; ++e, ++k) {
-            double* h = at(off[k]);
-            LANES
-            {
-                h[j] += run[j] * suf[e + 1][j] * S[j];
-                run[j] *= yv[e][j];
-            }
-        }
-    }
+    P.template add<Order>(loc, off, S, ST, STT, value, grad, hess, tIndex, ttOffset);
+    if (Order < 1) return;
     for (int l = 0; l < 3; ++l) {
-        const int a = dir[l];
         const double* cl = c + 3 * (l + 1) * L;
-        for (int e = 0; e < m; ++e) {
-            double* h = at(off[PairIndex(e, a, m)]);
-            const double f = e == a ? 2.0 : 1.0;
-            LANES h[j] += f * Pi[e][j] * cl[j];
-        }
-        double* haT = at(off[mm + a]);
-        LANES haT[j] += P[j] * cl[L + j];
+        P.addDirection(g.direction[l], loc, off, cl, cl + L, 1.0, grad, hess, Order);
     }
-    for (int i = 0; i < m; ++i) {
-        double* h = at(off[mm + i]);
-        LANES h[j] += Pi[i][j] * ST[j];
-    }
-    double* hTT = hess + ttOffset * L;
-    LANES hTT[j] += P[j] * STT[j];
 }
 
 // One group of the other shapes at one point: coefficient (k, d) at
