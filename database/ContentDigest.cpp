@@ -1,10 +1,14 @@
 #include "ContentDigest.h"
 
-#include <QByteArray>
-#include <QCryptographicHash>
+#include <cstdio>
+
+#include "PayloadChecksum.h"
 
 std::string contentDigest(const std::string& bytes)
 {
-    QByteArrayView view(bytes.data(), static_cast<qsizetype>(bytes.size()));
-    return QCryptographicHash::hash(view, QCryptographicHash::Sha1).toHex().toStdString();
+    char hex[33];
+    std::snprintf(hex, sizeof hex, "%016llx%016llx",
+                  static_cast<unsigned long long>(payloadChecksum(bytes.data(), bytes.size(), 1)),
+                  static_cast<unsigned long long>(payloadChecksum(bytes.data(), bytes.size(), 2)));
+    return hex;
 }

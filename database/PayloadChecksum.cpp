@@ -15,10 +15,11 @@ inline uint64_t step(uint64_t lane, uint64_t word)
 
 }  // namespace
 
-uint64_t payloadChecksum(const char* data, size_t size)
+uint64_t payloadChecksum(const char* data, size_t size, uint64_t seed)
 {
     uint64_t lane[4] = {0x243F6A8885A308D3ull, 0x13198A2E03707344ull, 0xA4093822299F31D0ull,
                         0x082EFA98EC4E6C89ull};
+    for (uint64_t& l : lane) l ^= seed * kMultiplier;
     uint64_t l0 = lane[0], l1 = lane[1], l2 = lane[2], l3 = lane[3];
     size_t i = 0;
     for (; i + 32 <= size; i += 32) {

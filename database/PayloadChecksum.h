@@ -13,6 +13,8 @@
 #include <cstddef>
 #include <cstdint>
 
-uint64_t payloadChecksum(const char* data, size_t size);
+//! seed selects the starting state (0 for the cache file's checksum); other
+//! seeds give further independent-looking sums of the same bytes.
+uint64_t payloadChecksum(const char* data, size_t size, uint64_t seed = 0);
 
 #endif
