@@ -170,6 +170,9 @@ struct FileCase
     const char* expected;                                   // part of the message
 };
 
+// The case's name, not its bytes, in the listing of tests (which stays the same between builds).
+void PrintTo(const FileCase& c, std::ostream* os) { *os << c.name; }
+
 using ArchiveFile = ::testing::TestWithParam<FileCase>;
 
 TEST_P(ArchiveFile, IsRefusedWithItsReason)
@@ -241,6 +244,8 @@ struct IndexCase
     std::function<void(ThermDatabase&)> damage;
     const char* expected;
 };
+
+void PrintTo(const IndexCase& c, std::ostream* os) { *os << c.name; }
 
 using ArchiveIndex = ::testing::TestWithParam<IndexCase>;
 
