@@ -8,11 +8,11 @@
 
 //! 128 bits of the bytes, as 32 lower-case hex digits: the payload checksum
 //! taken twice, from two different starting states.  Each of its steps is a
-//! bijection, so an edit of one 8-byte word always changes both halves; other
-//! edits collide with a chance of about 2^-128.  It guards against accidents,
-//! not forgery (nobody gains from forging a collision with their own
-//! database), and it runs at memory speed: the digest is taken at every use
-//! of a cache, and a cryptographic one cost a sixth of the loading time.
+//! bijection, so an edit of one 8-byte word always changes both halves.  It
+//! guards against accidental edits, not forgery (nobody gains from forging a
+//! collision with their own database), and it runs at memory speed: the
+//! digest is taken at every use of a cache, and SHA-1 cost a sixth of the
+//! loading time.
 std::string contentDigest(const std::string& bytes);
 
 #endif
