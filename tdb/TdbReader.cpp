@@ -1196,7 +1196,9 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     }
     auto pit = phases_.find(phaseName);
     if (pit == phases_.end()) {
-        error(paren + 1, cmd, "parameter for unknown phase '" + phaseName + "'");
+        // Published files comment out a phase and keep its parameters (COST507's
+        // ALSN2ZR5); such a parameter feeds no phase, so it is said, not refused.
+        warning(paren + 1, cmd, "parameter for unknown phase '" + phaseName + "' (no PHASE command); ignored");
         return;
     }
     int p = pit->second;
