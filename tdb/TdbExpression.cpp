@@ -75,21 +75,29 @@ Mono foldConstantLn(Mono m)
     return finite(m);
 }
 
-// Adds the coefficients of products that differ only in their coefficient.
-Sum normalise(const Sum& s)
+// Adds the coefficients of products that differ only in their coefficient
+// (in place: the first of equal products keeps the sum, in their order).
+void normaliseInPlace(Sum& s)
 {
-    Sum out;
-    for (const Mono& m : s) {
+    size_t kept = 0;
+    for (size_t i = 0; i < s.size(); ++i) {
         bool merged = false;
-        for (Mono& o : out)
-            if (o.key() == m.key()) {
-                o.c += m.c;
-                finite(o);
+        for (size_t k = 0; k < kept; ++k)
+            if (s[k].key() == s[i].key()) {
+                s[k].c += s[i].c;
+                finite(s[k]);
                 merged = true;
                 break;
             }
-        if (!merged) out.push_back(m);
+        if (!merged) s[kept++] = s[i];
     }
+    s.resize(kept);
+}
+
+Sum normalise(const Sum& s)
+{
+    Sum out = s;
+    normaliseInPlace(out);
     return out;
 }
 
@@ -124,7 +132,8 @@ Sum multiply(const Sum& a, const Sum& b)
     out.reserve(a.size() * b.size());
     for (const Mono& x : a)
         for (const Mono& y : b) out.push_back(multiply(x, y));
-    return normalise(out);
+    normaliseInPlace(out);
+    return out;
 }
 
 // The single product of a sum that a divisor or an argument must be.
@@ -254,7 +263,11 @@ struct Parser
             if (pos >= end) break;
             if (text[pos] == '*' && !(pos + 1 < end && text[pos + 1] == '*')) {
                 ++pos;
-                s = multiply(s, parseUnary());
+                Sum factor = parseUnary();
+                if (s.size() == 1 && factor.size() == 1)
+                    s.front() = multiply(s.front(), factor.front());  // the common case, without a new sum
+                else
+                    s = multiply(s, factor);
             } else if (text[pos] == '/') {
                 size_t at = ++pos;
                 Sum d = parseUnary();
@@ -538,7 +551,8 @@ bool ExpressionParser::parse(size_t begin, size_t end, TThermTPolynom& piece, st
             if (c == ')') throw Failure{p.pos, "unbalanced ')'"};
             throw Failure{p.pos, std::string("unexpected '") + c + "' after a complete term (missing operator?)"};
         }
-        assign(normalise(s), piece);
+        normaliseInPlace(s);
+        assign(s, piece);
     } catch (const Failure& f) {
         error.offset = f.offset;
         error.message = f.message;

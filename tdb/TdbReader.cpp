@@ -14,6 +14,7 @@
 #include <sstream>
 #include <unordered_map>
 
+#include "ArrayGrowth.h"
 #include "TdbCommandFeeds.h"
 #include "TdbDuplicates.h"
 #include "TdbExpression.h"
@@ -78,6 +79,28 @@ const std::vector<std::string>& keywords()
 }
 
 bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
+// Puts text newToOld[k] of the table at k, handing the texts over instead of
+// copying them (newToOld is a permutation of the table's positions).
+void permuteTexts(myCStringArray& table, const std::vector<int>& newToOld)
+{
+    struct Text
+    {
+        char* buffer;
+        int length, capacity;
+    };
+    std::vector<Text> texts(newToOld.size());
+    for (size_t k = 0; k < texts.size(); ++k) {
+        const myCString& from = table.m_pData[newToOld[k]];
+        texts[k] = {from.m_pszBuffer, from.m_nLength, from.m_nCapacity};
+    }
+    for (size_t k = 0; k < texts.size(); ++k) {
+        myCString& to = table.m_pData[k];
+        to.m_pszBuffer = texts[k].buffer;
+        to.m_nLength = texts[k].length;
+        to.m_nCapacity = texts[k].capacity;
+    }
+}
 
 // Parameter types the kernel knows by code, with the source table they use.
 struct BuiltinType
@@ -285,7 +308,15 @@ private:
     void element(const Command& c, size_t bodyBegin);
     void speciesCommand(const Command& c, size_t bodyBegin);
     std::string functionName(const Command& c, size_t bodyBegin, size_t& nameEnd);
-    bool functionBody(const Command& c, size_t bodyBegin, bool allowTrees, Problem& problem);
+    // A FUNCTION command to read: the definition that counts for its name, and
+    // the name's symbol-list position.
+    struct FunctionDefinition
+    {
+        const std::pair<const Command*, size_t>* entry;
+        int position;
+        Problem problem;
+    };
+    bool functionBody(FunctionDefinition& definition, bool allowTrees);
     void typeDefinition(const Command& c, size_t bodyBegin);
     void phase(const Command& c, size_t bodyBegin);
     void constituent(const Command& c, size_t bodyBegin);
@@ -296,7 +327,7 @@ private:
     void orderSymbols();
     // The order in which to read FUNCTION commands: each after the ones its
     // text names (where that has an order), otherwise in file order.
-    std::vector<size_t> readingOrder(const std::vector<const std::pair<const Command*, size_t>*>& definitions);
+    std::vector<size_t> readingOrder(const std::vector<FunctionDefinition>& definitions);
     std::vector<size_t> bindingOrder() const;
     void attachDisorderedPartOf(size_t phase);
     void bind();
@@ -744,21 +775,25 @@ bool Builder::constantValue(const std::vector<std::unique_ptr<TThermTPolynom>>& 
     return true;
 }
 
-bool Builder::functionBody(const Command& c, size_t bodyBegin, bool allowTrees, Problem& problem)
+bool Builder::functionBody(FunctionDefinition& definition, bool allowTrees)
 {
+    const Command& c = *definition.entry->first;
     size_t nameEnd = 0;
-    std::string name = functionName(c, bodyBegin, nameEnd);
-    int index = symbols_.at(name);
+    std::string name = functionName(c, definition.entry->second, nameEnd);
+    const int index = definition.position;
     std::vector<std::unique_ptr<TThermTPolynom>> pieces;
     std::vector<TreeRange> trees;
     std::vector<int> refs;
-    if (!readRanges(nameEnd, c.end, 1, allowTrees, pieces, trees, refs, problem)) return false;
+    if (!readRanges(nameEnd, c.end, 1, allowTrees, pieces, trees, refs, definition.problem)) return false;
     if (!rangeNote_.message.empty()) warning(rangeNote_.offset, "FUNCTION " + name, rangeNote_.message);
     double value = 0.0;
     if (trees.empty() && constantValue(pieces, value)) constants_[name] = value;
     attachTrees(name, "FUNCTION " + name, pieces, trees, refs);
     TThermFkt* f = dm_.GetSymbolFktMgr()->m_FktArray[index];
-    for (auto& p : pieces) f->AddPolynom(p.release());
+    for (auto& p : pieces) {
+        growByDoubling(dm_.m_PolynomArray);
+        f->AddPolynom(p.release());
+    }
     symbolRefs_[static_cast<size_t>(index)] = refs;
     ++report_.functions;
     return true;
@@ -809,8 +844,9 @@ void Builder::orderSymbols()
 
     TThermFktMgr& list = *dm_.GetSymbolFktMgr();
     std::vector<TThermFkt*> functions(list.m_FktArray.m_pData, list.m_FktArray.m_pData + n);
-    std::vector<std::string> names;
-    for (size_t k = 0; k < n; ++k) names.emplace_back(dm_.m_SymbolNames1.m_pData[k].m_pszBuffer);
+    // the name tables follow the list: their texts are handed over, not copied
+    for (myCStringArray* table : {&dm_.m_SymbolNames1, &dm_.m_SymbolNames2, &dm_.m_SymbolNames3})
+        permuteTexts(*table, newToOld);
     auto remap = [&](int32_t& index) {
         if (index >= 0) index = oldToNew[static_cast<size_t>(index)];
     };
@@ -822,8 +858,6 @@ void Builder::orderSymbols()
         TThermFkt* f = functions[old];
         list.m_FktArray[static_cast<int>(k)] = f;
         f->m_pFktData->m_nNameIndex = static_cast<int>(k);
-        for (myCStringArray* table : {&dm_.m_SymbolNames1, &dm_.m_SymbolNames2, &dm_.m_SymbolNames3})
-            table->m_pData[k] = names[old].c_str();
         for (int p = 0; p < f->m_PolyIndex.m_nSize; ++p) {
             TThermTPolynom& piece = *dm_.m_PolynomArray[f->m_PolyIndex[p]];
             for (int t = 0; t < piece.m_nSymbolTerms; ++t) remap(piece.m_anSymbolIndex[t]);
@@ -835,29 +869,26 @@ void Builder::orderSymbols()
         for (int r : symbolRefs_[old]) refs[k].push_back(oldToNew[static_cast<size_t>(r)]);
         problems[k] = symbolProblem_[old];
         offsets[k] = symbolOffset_[old];
-        symbols_[names[old]] = static_cast<int>(k);
     }
+    for (auto& entry : symbols_) entry.second = oldToNew[static_cast<size_t>(entry.second)];
     symbolRefs_.swap(refs);
     symbolProblem_.swap(problems);
     symbolOffset_.swap(offsets);
     db_.expressions.renumber(oldToNew);
 }
 
-std::vector<size_t> Builder::readingOrder(const std::vector<const std::pair<const Command*, size_t>*>& definitions)
+std::vector<size_t> Builder::readingOrder(const std::vector<FunctionDefinition>& definitions)
 {
     const size_t n = definitions.size();
-    std::unordered_map<int, size_t> definitionOf;  // symbol-list position -> entry of definitions
-    std::vector<std::vector<size_t>> names(n);    // per entry: the entries its text names
-    for (size_t k = 0; k < n; ++k) {
-        size_t nameEnd = 0;
-        auto it = symbols_.find(functionName(*definitions[k]->first, definitions[k]->second, nameEnd));
-        if (it != symbols_.end()) definitionOf[it->second] = k;
-    }
+    constexpr size_t kNone = static_cast<size_t>(-1);
+    std::vector<size_t> definitionOf(symbols_.size(), kNone);  // symbol-list position -> entry of definitions
+    std::vector<std::vector<size_t>> names(n);                 // per entry: the entries its text names
+    for (size_t k = 0; k < n; ++k) definitionOf[static_cast<size_t>(definitions[k].position)] = k;
     std::string name;
     for (size_t k = 0; k < n; ++k) {
-        const Command& c = *definitions[k]->first;
+        const Command& c = *definitions[k].entry->first;
         size_t i = 0;
-        functionName(c, definitions[k]->second, i);
+        functionName(c, definitions[k].entry->second, i);
         while (i < c.end) {
             unsigned char ch = static_cast<unsigned char>(text_[i]);
             if (std::isdigit(ch) || ch == '.') {
@@ -875,8 +906,8 @@ std::vector<size_t> Builder::readingOrder(const std::vector<const std::pair<cons
             if (name == "T" || name == "LN" || name == "EXP" || name == "P") continue;
             auto sym = symbols_.find(name);
             if (sym == symbols_.end()) continue;
-            auto def = definitionOf.find(sym->second);
-            if (def != definitionOf.end() && def->second != k) names[k].push_back(def->second);
+            const size_t def = definitionOf[static_cast<size_t>(sym->second)];
+            if (def != kNone && def != k) names[k].push_back(def);
         }
     }
     // depth-first, each entry after the entries it names; a cycle is cut anywhere
@@ -1413,12 +1444,17 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     data->m_nOrder = order;
     data->m_nSpeciesIndex = speciesIndex;
     data->m_nSourceIndex = dm_.AddSourceText(kind, normal.c_str());
+    growByDoubling(dm_.m_FktDataArray);
     int dataIndex = dm_.AddFktData(data);
     TThermFkt* f = new TThermFkt(data);
     f->m_nFktDataIndex = dataIndex;
     f->m_pDataMgr = &dm_;
     f->m_pSymbolMgr = dm_.GetSymbolFktMgr();
-    for (auto& piece : pieces) f->AddPolynom(piece.release());
+    for (auto& piece : pieces) {
+        growByDoubling(dm_.m_PolynomArray);
+        f->AddPolynom(piece.release());
+    }
+    growByDoubling(rec.functions->m_FktArray);
     rec.functions->AddFunction(f);
     parameterAt_[data] = c.begin;
     ++report_.parameters;
@@ -1619,29 +1655,35 @@ void Builder::run()
     // Every function gets its list position before any expression is read, so
     // forward references resolve; a name defined twice keeps its first
     // position and the last definition's ranges (as the reference tool does).
-    std::unordered_map<std::string, const std::pair<const Command*, size_t>*> lastDefinition;
-    for (auto& entry : byKind[kFunction]) {
+    const auto& functionCommands = byKind[kFunction];
+    std::vector<int> positionOf(functionCommands.size(), -1);  // per FUNCTION command: its name's position
+    std::vector<size_t> lastDefinition;                         // per position: the command that counts
+    for (size_t e = 0; e < functionCommands.size(); ++e) {
+        const auto& entry = functionCommands[e];
         size_t nameEnd = 0;
         std::string name = functionName(*entry.first, entry.second, nameEnd);
-        const std::string cmd = "FUNCTION " + name;
         if (name.empty()) {
             error(entry.first->begin, "FUNCTION", "expected a function name");
             continue;
         }
         if (name.size() > 31 || name == "T" || name == "P" || name == "LN" || name == "EXP" || name == "LOG") {
-            error(skipBlanks(entry.second, entry.first->end), cmd, "not a usable function name");
+            error(skipBlanks(entry.second, entry.first->end), "FUNCTION " + name, "not a usable function name");
             continue;
         }
-        if (symbols_.count(name)) {
-            warning(skipBlanks(entry.second, entry.first->end), cmd,
-                    "function defined again; the last definition is used");
+        auto [it, added] = symbols_.try_emplace(name, 0);
+        if (added) {
+            growByDoubling(dm_.m_FktDataArray);
+            growByDoubling(dm_.GetSymbolFktMgr()->m_FktArray);
+            dm_.AddSymbolFunction(name.c_str());
+            it->second = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
         } else {
-            TThermFkt* f = dm_.AddSymbolFunction(name.c_str());
-            (void)f;
-            symbols_[name] = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
+            warning(skipBlanks(entry.second, entry.first->end), "FUNCTION " + name,
+                    "function defined again; the last definition is used");
         }
-        lastDefinition[name] = &entry;
-        size_t position = static_cast<size_t>(symbols_[name]);
+        const size_t position = static_cast<size_t>(it->second);
+        positionOf[e] = it->second;
+        if (lastDefinition.size() <= position) lastDefinition.resize(position + 1);
+        lastDefinition[position] = e;
         if (symbolOffset_.size() <= position) symbolOffset_.resize(position + 1);
         symbolOffset_[position] = entry.first->begin;
     }
@@ -1649,21 +1691,16 @@ void Builder::run()
     symbolRefs_.assign(symbols_.size(), std::vector<int>());
     // Functions are read in passes: one that needs a constant-valued function as
     // a number can be read once that function is known to be constant.
-    std::vector<std::pair<const std::pair<const Command*, size_t>*, Problem>> pending;
-    for (auto& entry : byKind[kFunction]) {
-        size_t nameEnd = 0;
-        std::string name = functionName(*entry.first, entry.second, nameEnd);
-        auto it = lastDefinition.find(name);
-        if (it != lastDefinition.end() && it->second == &entry) pending.emplace_back(&entry, Problem());
-    }
+    std::vector<FunctionDefinition> pending;
+    for (size_t e = 0; e < functionCommands.size(); ++e)
+        if (positionOf[e] >= 0 && lastDefinition[static_cast<size_t>(positionOf[e])] == e)
+            pending.push_back({&functionCommands[e], positionOf[e], Problem()});
     // Each function is read after those its text names, so that one needing
     // another as a number finds it known to be constant: a single pass takes
     // a chain of such functions in whatever order the file defines them.  A
     // second pass, for functions in a cycle or that failed otherwise, runs
     // only while the passes find new constants.
-    std::vector<const std::pair<const Command*, size_t>*> definitions;
-    for (auto& p : pending) definitions.push_back(p.first);
-    std::vector<size_t> order = readingOrder(definitions);
+    std::vector<size_t> order = readingOrder(pending);
     {
         decltype(pending) ordered;
         ordered.reserve(pending.size());
@@ -1676,17 +1713,18 @@ void Builder::run()
             size_t constantsBefore = constants_.size();
             decltype(pending) failed;
             for (auto& p : pending)
-                if (!functionBody(*p.first->first, p.first->second, allowTrees, p.second)) failed.push_back(std::move(p));
+                if (!functionBody(p, allowTrees)) failed.push_back(std::move(p));
             pending.swap(failed);
             progress = constants_.size() != constantsBefore;
         }
     }
-    for (auto& [entry, problem] : pending) {
+    for (const FunctionDefinition& p : pending) {
+        const Command& c = *p.entry->first;
         size_t nameEnd = 0;
-        std::string name = functionName(*entry->first, entry->second, nameEnd);
-        error(problem.offset, "FUNCTION " + name, problem.message);
-        symbolProblem_[static_cast<size_t>(symbols_.at(name))] =
-            "FUNCTION " + name + " at " + lineOf(entry->first->begin) + ": " + problem.message;
+        std::string name = functionName(c, p.entry->second, nameEnd);
+        error(p.problem.offset, "FUNCTION " + name, p.problem.message);
+        symbolProblem_[static_cast<size_t>(p.position)] =
+            "FUNCTION " + name + " at " + lineOf(c.begin) + ": " + p.problem.message;
     }
     orderSymbols();
     propagateSymbolProblems();
