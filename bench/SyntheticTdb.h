@@ -8,10 +8,10 @@
 namespace synthetic {
 
 // functionCount symbol functions (one in four with two ranges, one in four
-// referring to its neighbours, before and after it in the file) and a phase
-// with a parameter for every hundredth of the first 100 000 functions; about
-// 125 bytes a function,
-// so 400 000 functions make about 50 MB.
+// referring to its neighbours, before and after it in the file), each with a
+// reference after its last range and laid out over lines as published files
+// are, and a phase with a parameter for every hundredth of the first 100 000
+// functions; about 125 bytes a function, so 400 000 functions make 50 MB.
 inline std::string manyFunctions(int functionCount)
 {
     std::string t;
@@ -20,18 +20,20 @@ inline std::string manyFunctions(int functionCount)
     t += "PHASE BCC_A2 % 2 1 3 !\nCONSTITUENT BCC_A2 :AL,FE:VA: !\n";
     for (int i = 0; i < functionCount; ++i) {
         const std::string name = "GF" + std::to_string(i);
+        const std::string reference = "REF" + std::to_string(i % 1000);
         switch (i % 4) {
         case 0:
             t += " FUNCTION " + name +
                  " 298.15 -7976.15+137.093038*T-24.3671976*T*LN(T)-.001884662*T**2;\n"
-                 "    700 Y -11276.24+223.048446*T-38.5844296*T*LN(T)+.018531982*T**2+74092*T**(-1); 2900 N !\n";
+                 "    700 Y -11276.24+223.048446*T-38.5844296*T*LN(T)+.018531982*T**2+74092*T**(-1);\n"
+                 "             2900 N " + reference + " !\n";
             break;
         case 1:
             t += " FUNCTION " + name + " 298.15 +GF" + std::to_string(i - 1) + "+3*GF" +
-                 std::to_string(i + 1 < functionCount ? i + 1 : i - 1) + "+10.5*T; 6000 N !\n";
+                 std::to_string(i + 1 < functionCount ? i + 1 : i - 1) + "+10.5*T;\n             6000 N " + reference + " !\n";
             break;
         default:
-            t += " FUNCTION " + name + " 298.15 -1193.24+218.235446*T-38.5844296*T*LN(T)-1.8E-06*T**3; 6000 N !\n";
+            t += " FUNCTION " + name + " 298.15 -1193.24+218.235446*T-38.5844296*T*LN(T)-1.8E-06*T**3;\n             6000 N " + reference + " !\n";
             break;
         }
         if (i % 100 == 0 && i / 100 <= 1000)  // orders stop at 1000

@@ -7,6 +7,7 @@
 #include <map>
 #include <tuple>
 
+#include "RecycledBlocks.h"
 #include "TdbNumber.h"
 #include "thermfunctions/TThermTPolynom.h"
 
@@ -44,7 +45,7 @@ struct Mono
     auto key() const { return std::make_tuple(tPow, lnT, pPow, r, sym, static_cast<int>(special), argC, argSym); }
 };
 
-using Sum = std::vector<Mono>;
+using Sum = std::vector<Mono, RecycledBlocks<Mono>>;
 
 // Folding constants must not turn finite numbers into an infinite or undefined
 // coefficient (1E200*1E200, 1E308+1E308): that is refused like the literal 1E999.

@@ -1658,6 +1658,7 @@ void Builder::run()
     const auto& functionCommands = byKind[kFunction];
     std::vector<int> positionOf(functionCommands.size(), -1);  // per FUNCTION command: its name's position
     std::vector<size_t> lastDefinition;                         // per position: the command that counts
+    symbols_.reserve(functionCommands.size());
     for (size_t e = 0; e < functionCommands.size(); ++e) {
         const auto& entry = functionCommands[e];
         size_t nameEnd = 0;
