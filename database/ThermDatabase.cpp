@@ -3,6 +3,7 @@
 #include <cctype>
 #include <functional>
 
+#include "PieceReferences.h"
 #include "host/my_stricmp.h"
 #include "thermfunctions/TTempArray.h"
 #include "thermfunctions/TThermFkt.h"
@@ -39,25 +40,6 @@ bool ThermDatabase::setSymbolValue(const std::string& name, double value, std::s
 }
 
 namespace {
-// The symbols a piece reads for its value.
-void pieceReferences(const TThermTPolynom& p, const std::function<void(int)>& use)
-{
-    for (int j = 0; j < p.m_nSymbolTerms; ++j) use(p.m_anSymbolIndex[j]);
-    if (p.m_bRTLnTerm) use(p.m_nRTLnSymbol);
-    if (p.m_bLnTerm) {
-        use(p.m_nLnArgSymbol);
-        use(p.m_nLnFactorSymbol);
-    }
-    if (p.m_bExpTerm) {
-        use(p.m_nExpArgSymbol);
-        use(p.m_nExpFactorSymbol);
-    }
-    if (p.m_bPressureTerms) {
-        if (p.m_bPTerm) use(p.m_nPSymbol);
-        if (p.m_bTPTerm) use(p.m_nTPSymbol);
-        if (p.m_bT2PTerm) use(p.m_nT2PSymbol);
-    }
-}
 
 // Every symbol reachable from the roots, through the pieces (all of them, or
 // only those in use at the last step) and the trees.
@@ -80,10 +62,10 @@ std::vector<int> reachable(ThermDatabase& db, std::vector<int> stack, bool activ
         out.push_back(s);
         TThermFkt& f = *db.symbols().m_FktArray[s];
         if (activeOnly) {
-            if (f.m_pActPoly != nullptr) pieceReferences(*f.m_pActPoly, push);
+            if (f.m_pActPoly != nullptr) forEachPieceReference(*f.m_pActPoly, push);
         } else {
             for (int k = 0; k < f.m_PolyIndex.m_nSize; ++k)
-                pieceReferences(*db.dataMgr.m_PolynomArray[f.m_PolyIndex[k]], push);
+                forEachPieceReference(*db.dataMgr.m_PolynomArray[f.m_PolyIndex[k]], push);
         }
         if (const SymbolExpressions::TreeSymbol* t = db.expressions.treeOf(s))
             for (int r : t->tree.references()) push(r);
@@ -111,7 +93,7 @@ std::vector<int> ThermDatabase::freeSymbolsUsedBy(int phaseIndex)
     for (int i = 0; i < list.m_FktArray.m_nSize; ++i) {
         TThermFkt& f = *list.m_FktArray[i];
         for (int k = 0; k < f.m_PolyIndex.m_nSize; ++k)
-            pieceReferences(*dataMgr.m_PolynomArray[f.m_PolyIndex[k]], [&](int r) { roots.push_back(r); });
+            forEachPieceReference(*dataMgr.m_PolynomArray[f.m_PolyIndex[k]], [&](int r) { roots.push_back(r); });
     }
     for (int r : reachable(*this, roots, false))
         if (expressions.freeOf(r) != nullptr) found.push_back(r);

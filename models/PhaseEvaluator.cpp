@@ -11,6 +11,7 @@
 
 #include "PartitionedPhase.h"
 #include "database/PhasePartition.h"
+#include "database/PieceReferences.h"
 #include "database/ThermDatabase.h"
 #include "host/myCString.h"
 #include "thermfunctions/TTempArray.h"
@@ -337,21 +338,7 @@ void PhaseEvaluator::checkTemperatureRanges()
     };
     auto follow = [&](const TThermTPolynom* piece) {
         if (piece == nullptr) return;
-        for (int j = 0; j < piece->m_nSymbolTerms; ++j) push(piece->m_anSymbolIndex[j]);
-        if (piece->m_bRTLnTerm) push(piece->m_nRTLnSymbol);
-        if (piece->m_bLnTerm) {
-            push(piece->m_nLnArgSymbol);
-            push(piece->m_nLnFactorSymbol);
-        }
-        if (piece->m_bExpTerm) {
-            push(piece->m_nExpArgSymbol);
-            push(piece->m_nExpFactorSymbol);
-        }
-        if (piece->m_bPressureTerms) {
-            if (piece->m_bPTerm) push(piece->m_nPSymbol);
-            if (piece->m_bTPTerm) push(piece->m_nTPSymbol);
-            if (piece->m_bT2PTerm) push(piece->m_nT2PSymbol);
-        }
+        forEachPieceReference(*piece, push);
     };
     char head[64];
     std::snprintf(head, sizeof head, "T = %g K is outside the temperature ranges of ", T_);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "database/PieceReferences.h"
 #include "database/ThermDatabase.h"
 #include "models/PhaseEvaluator.h"
 #include "thermfunctions/TThermFkt.h"
@@ -38,21 +39,6 @@ Set intersection(const Set& a, const Set& b)
     return out;
 }
 
-// The symbol functions a piece reads, as the kernel's piece evaluation reads them.
-std::vector<int> reads(const TThermTPolynom& p)
-{
-    std::vector<int> r(p.m_anSymbolIndex, p.m_anSymbolIndex + std::max(0, std::min(p.m_nSymbolTerms, 16)));
-    if (p.m_bRTLnTerm) r.push_back(p.m_nRTLnSymbol);
-    if (p.m_bLnTerm) r.insert(r.end(), {p.m_nLnArgSymbol, p.m_nLnFactorSymbol});
-    if (p.m_bExpTerm) r.insert(r.end(), {p.m_nExpArgSymbol, p.m_nExpFactorSymbol});
-    if (p.m_bPressureTerms) {
-        if (p.m_bPTerm) r.push_back(p.m_nPSymbol);
-        if (p.m_bTPTerm) r.push_back(p.m_nTPSymbol);
-        if (p.m_bT2PTerm) r.push_back(p.m_nT2PSymbol);
-    }
-    r.erase(std::remove_if(r.begin(), r.end(), [](int s) { return s < 0; }), r.end());
-    return r;
-}
 
 std::string number(double v)
 {
@@ -112,10 +98,10 @@ TemperatureCoverage::Set TemperatureCoverage::compute(const TThermFkt& f) const
     for (int k = 0; k < f.m_PolyIndex.m_nSize; ++k) {
         const TThermTPolynom& p = *polys.ElementAt(f.m_PolyIndex.m_pData[k]);
         Set piece{{p.m_dTLow, p.m_dTHigh}};
-        for (int r : reads(p)) {
+        forEachPieceReference(p, [&](int r) {
             bool inProgress = static_cast<size_t>(r) < state_.size() && state_[static_cast<size_t>(r)] == 1;
             piece = inProgress ? Set() : intersection(piece, symbolComputed(r));
-        }
+        });
         all.insert(all.end(), piece.begin(), piece.end());
     }
     return normalised(all);
@@ -179,11 +165,9 @@ std::string TemperatureCoverage::whyNot(const TThermFkt& f, const std::string& n
             return "T = " + number(T) + " K is outside the temperature ranges of FUNCTION " + currentName + " (" +
                    text(compute(*current)) + ")";
         int next = -1;
-        for (int r : reads(*at))
-            if (!contains(symbolComputed(r), T)) {
-                next = r;
-                break;
-            }
+        forEachPieceReference(*at, [&](int r) {
+            if (next < 0 && !contains(symbolComputed(r), T)) next = r;
+        });
         if (next < 0) break;
         current = db_.symbols().m_FktArray.m_pData[next];
         currentName = symbolName(next);

@@ -7,32 +7,13 @@
 
 #include "database/SymbolExpressions.h"
 #include "host/CVxDataMgr.h"
+#include "database/PieceReferences.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/TThermFktMgr.h"
 #include "thermfunctions/TThermTPolynom.h"
 
 namespace {
 
-// The symbol indices a piece reads, as the kernel's piece evaluation reads them.
-template <class Visit>
-void ForEachReference(const TThermTPolynom& p, Visit visit)
-{
-    for (int j = 0; j < p.m_nSymbolTerms; ++j) visit(p.m_anSymbolIndex[j]);
-    if (p.m_bRTLnTerm && p.m_nRTLnSymbol >= 0) visit(p.m_nRTLnSymbol);
-    if (p.m_bLnTerm) {
-        if (p.m_nLnArgSymbol >= 0) visit(p.m_nLnArgSymbol);
-        if (p.m_nLnFactorSymbol >= 0) visit(p.m_nLnFactorSymbol);
-    }
-    if (p.m_bExpTerm) {
-        if (p.m_nExpArgSymbol >= 0) visit(p.m_nExpArgSymbol);
-        if (p.m_nExpFactorSymbol >= 0) visit(p.m_nExpFactorSymbol);
-    }
-    if (p.m_bPressureTerms) {
-        if (p.m_bPTerm && p.m_nPSymbol >= 0) visit(p.m_nPSymbol);
-        if (p.m_bTPTerm && p.m_nTPSymbol >= 0) visit(p.m_nTPSymbol);
-        if (p.m_bT2PTerm && p.m_nT2PSymbol >= 0) visit(p.m_nT2PSymbol);
-    }
-}
 
 TThermTPolynom* PieceOf(TThermFkt& f, int i, CVxDataMgr& dm)
 {
@@ -89,7 +70,7 @@ std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermF
                 return false;
             }
             bool ok = true;
-            ForEachReference(*p, [&](int s) { ok = ok && visitSymbol(s); });
+            forEachPieceReference(*p, [&](int s) { ok = ok && visitSymbol(s); });
             if (!ok) return false;
         }
         return true;
