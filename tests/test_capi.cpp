@@ -7,11 +7,8 @@
 
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <limits>
-#include <unistd.h>
 #include <vector>
 
 #include "include/thermkernel.h"
@@ -22,41 +19,10 @@ const double kNaN = std::numeric_limits<double>::quiet_NaN();
 const double R = 8.3145;  // J/(mol K), the ideal-mixing constant
 const double P0 = 101325.0;
 
-// A binary solution A-B (one sublattice) whose end member A uses a function
-// of limited range, a phase the reader cannot take, and a phase with an
-// Einstein term (which the kernel evaluates: the compiled plan does not
-// cover it).
-const char kBinary[] = R"(ELEMENT VA VACUUM 0 0 0 !
-ELEMENT A X 10 0 0 !
-ELEMENT B X 20 0 0 !
-FUNCTION GLIM 298.15 -1000+2*T; 1000 N !
-TYPE_DEFINITION % SEQ * !
-PHASE SOL % 1 1 !
-CONSTITUENT SOL :A,B: !
-PARAMETER G(SOL,A;0) 298.15 GLIM; 6000 N !
-PARAMETER G(SOL,B;0) 298.15 -500-T*LN(T); 6000 N !
-PARAMETER L(SOL,A,B;0) 298.15 -3000+T; 6000 N !
-PARAMETER L(SOL,A,B;1) 298.15 400; 6000 N !
-PHASE BROKEN % 1 1 !
-CONSTITUENT BROKEN :A: !
-PARAMETER G(BROKEN,A;0) 298.15 GUNDEFINED+T; 6000 N !
-PHASE EIN % 1 1 !
-CONSTITUENT EIN :A,B: !
-PARAMETER G(EIN,A;0) 298.15 -1000+2*T; 6000 N !
-PARAMETER G(EIN,B;0) 298.15 -500-T*LN(T); 6000 N !
-PARAMETER L(EIN,A,B;0) 298.15 -3000+T; 6000 N !
-PARAMETER THETA(EIN,A;0) 298.15 5.5; 6000 N !
-PARAMETER THETA(EIN,B;0) 298.15 4.0; 6000 N !
-)";
-
-std::string writeFile(const std::string& name, const std::string& text)
-{
-    // the process id keeps concurrent runs (two build configurations) apart
-    const std::string path =
-        (std::filesystem::temp_directory_path() / (std::to_string(::getpid()) + "_" + name)).string();
-    std::ofstream(path) << text;
-    return path;
-}
+// A binary solution A-B with a function of limited range, a phase the
+// reader cannot take, and phases with Einstein terms on the plan and the
+// kernel path (see the file).
+const std::string kBinary = std::string(THERM_TESTS_DIR) + "/corpus/capi/binary.tdb";
 
 struct Opened
 {
@@ -124,52 +90,18 @@ TEST(CInterfaceOpen, FailuresKeepAHandleForTheMessageAndNullArgumentsAreRefused)
     ASSERT_NE(db, nullptr);
     EXPECT_NE(std::string(tk_database_message(db)).find("cannot read database /nonexistent/db.tdb"), std::string::npos);
     tk_database_close(db);
-    static const std::string path = writeFile("tk_binary_open.tdb", kBinary);
-    ASSERT_EQ(tk_database_open(path.c_str(), 0, &db), TK_OK);  // lenient: BROKEN's error is a diagnostic
+    ASSERT_EQ(tk_database_open(kBinary.c_str(), 0, &db), TK_OK);  // lenient: BROKEN's error is a diagnostic
     int count = 0, isError = 0;
     const char* text = nullptr;
     ASSERT_EQ(tk_database_diagnostic_count(db, &count), TK_OK);
     EXPECT_EQ(tk_database_diagnostic(db, count, &isError, &text), TK_ERROR_ARGUMENT);
     tk_context* ctx = nullptr;
     EXPECT_EQ(tk_context_create(nullptr, &ctx), TK_ERROR_ARGUMENT);
-    EXPECT_EQ(tk_database_open(path.c_str(), 0, nullptr), TK_ERROR_ARGUMENT);
+    EXPECT_EQ(tk_database_open(kBinary.c_str(), 0, nullptr), TK_ERROR_ARGUMENT);
     tk_database_close(db);
 }
 
 // ---- refusals ---------------------------------------------------------------
-
-struct Refusal
-{
-    const char* name;
-    int status;
-    const char* message;  // contained in tk_context_message
-    std::function<int(tk_context*, int phase, tk_outputs*)> call;
-};
-
-// Test names show the case's name, not its bytes.
-void PrintTo(const Refusal& r, std::ostream* os) { *os << r.name; }
-
-class CInterfaceRefusal : public ::testing::TestWithParam<Refusal>
-{
-};
-
-TEST_P(CInterfaceRefusal, FailsWithStatusAndMessageAndRecovers)
-{
-    const Refusal& r = GetParam();
-    static const std::string path = writeFile("tk_binary.tdb", kBinary);
-    static Opened o(path);
-    ASSERT_EQ(o.status, TK_OK) << tk_database_message(o.db);
-    const int sol = o.phase("SOL");
-    Batch b(3, 2);
-    tk_outputs out = b.outputs();
-    EXPECT_EQ(r.call(o.ctx, sol, &out), r.status);
-    const std::string message = tk_context_message(o.ctx);
-    EXPECT_NE(message.find(r.message), std::string::npos) << message;
-    // The context stays usable, and a success clears the message.
-    const double T = 500, y[] = {0.5, 0.5};
-    EXPECT_EQ(tk_evaluate(o.ctx, sol, 1, &T, 1, P0, y, 2, 1, 2, &out), TK_OK) << tk_context_message(o.ctx);
-    EXPECT_STREQ(tk_context_message(o.ctx), "");
-}
 
 int evaluateAt(tk_context* ctx, int phase, tk_outputs* out, double T, std::vector<double> y, int order = 2)
 {
@@ -178,30 +110,58 @@ int evaluateAt(tk_context* ctx, int phase, tk_outputs* out, double T, std::vecto
 
 // The refusals Python users meet (names, fractions, temperatures, ranges) are
 // checked through the package in python/tests; these are the C caller's own.
-const Refusal kRefusals[] = {
-    {"PhaseIndex", TK_ERROR_ARGUMENT, "no phase number 5; expected 0 to 2",
-     [](tk_context* c, int, tk_outputs* o) { return evaluateAt(c, 5, o, 500, {0.5, 0.5}); }},
-    {"OrderThree", TK_ERROR_ARGUMENT, "derivative order 3; expected 0, 1 or 2",
-     [](tk_context* c, int p, tk_outputs* o) { return evaluateAt(c, p, o, 500, {0.5, 0.5}, 3); }},
-    {"NoOutputs", TK_ERROR_ARGUMENT, "no outputs given",
-     [](tk_context* c, int p, tk_outputs*) { return evaluateAt(c, p, nullptr, 500, {0.5, 0.5}); }},
-    {"TemperatureCount", TK_ERROR_ARGUMENT, "2 temperatures for 3 points; expected 1 or one per point",
-     [](tk_context* c, int p, tk_outputs* o) { double T[] = {500, 600}, y[6] = {.5, .5, .5, .5, .5, .5};
-                                               return tk_evaluate(c, p, 3, T, 2, P0, y, 2, 1, 0, o); }},
-    {"BeyondAFunctionsRangeAtALaterPoint", TK_ERROR_RANGE,
-     "phase SOL, point 2: T = 1500 K is outside the temperature ranges of function GLIM (298.15 to 1000 K)",
-     [](tk_context* c, int p, tk_outputs* o) { double T[] = {500, 600, 1500}, y[6] = {.5, .5, .5, .5, .5, .5};
-                                               return tk_evaluate(c, p, 3, T, 3, P0, y, 2, 1, 2, o); }},
-    {"NoSiteFractions", TK_ERROR_ARGUMENT, "no site fractions given",
-     [](tk_context* c, int p, tk_outputs* o) { double T = 500; return tk_evaluate(c, p, 1, &T, 1, P0, nullptr, 2, 1, 0, o); }},
-    {"VariableIndex", TK_ERROR_ARGUMENT, "no variable 2 in phase SOL; it has 2",
-     [](tk_context* c, int p, tk_outputs*) { int s; const char* n; return tk_phase_variable(c, p, 2, &s, &n); }},
-    {"SublatticeIndex", TK_ERROR_ARGUMENT, "no sublattice 1 in phase SOL; it has 1",
-     [](tk_context* c, int p, tk_outputs*) { double s; return tk_phase_site_ratio(c, p, 1, &s); }},
-};
-
-INSTANTIATE_TEST_SUITE_P(Cases, CInterfaceRefusal, ::testing::ValuesIn(kRefusals),
-                         [](const ::testing::TestParamInfo<Refusal>& info) { return std::string(info.param.name); });
+// After each the context stays usable, and a success clears the message.
+TEST(CInterfaceRefusal, FailsWithStatusAndMessageAndRecovers)
+{
+    struct Refusal
+    {
+        const char* name;
+        int status;
+        const char* message;  // contained in tk_context_message
+        std::function<int(tk_context*, int phase, tk_outputs*)> call;
+    };
+    const Refusal refusals[] = {
+        {"phase index", TK_ERROR_ARGUMENT, "no phase number 5; expected 0 to 3",
+         [](tk_context* c, int, tk_outputs* o) { return evaluateAt(c, 5, o, 500, {0.5, 0.5}); }},
+        {"order 3", TK_ERROR_ARGUMENT, "derivative order 3; expected 0, 1 or 2",
+         [](tk_context* c, int p, tk_outputs* o) { return evaluateAt(c, p, o, 500, {0.5, 0.5}, 3); }},
+        {"no outputs", TK_ERROR_ARGUMENT, "no outputs given",
+         [](tk_context* c, int p, tk_outputs*) { return evaluateAt(c, p, nullptr, 500, {0.5, 0.5}); }},
+        {"temperature count", TK_ERROR_ARGUMENT, "2 temperatures for 3 points; expected 1 or one per point",
+         [](tk_context* c, int p, tk_outputs* o) {
+             double T[] = {500, 600}, y[6] = {.5, .5, .5, .5, .5, .5};
+             return tk_evaluate(c, p, 3, T, 2, P0, y, 2, 1, 0, o);
+         }},
+        {"beyond a function's range at a later point", TK_ERROR_RANGE,
+         "phase SOL, point 2: T = 1500 K is outside the temperature ranges of function GLIM (298.15 to 1000 K)",
+         [](tk_context* c, int p, tk_outputs* o) {
+             double T[] = {500, 600, 1500}, y[6] = {.5, .5, .5, .5, .5, .5};
+             return tk_evaluate(c, p, 3, T, 3, P0, y, 2, 1, 2, o);
+         }},
+        {"no site fractions", TK_ERROR_ARGUMENT, "no site fractions given",
+         [](tk_context* c, int p, tk_outputs* o) {
+             double T = 500;
+             return tk_evaluate(c, p, 1, &T, 1, P0, nullptr, 2, 1, 0, o);
+         }},
+        {"variable index", TK_ERROR_ARGUMENT, "no variable 2 in phase SOL; it has 2",
+         [](tk_context* c, int p, tk_outputs*) { int s; const char* n; return tk_phase_variable(c, p, 2, &s, &n); }},
+        {"sublattice index", TK_ERROR_ARGUMENT, "no sublattice 1 in phase SOL; it has 1",
+         [](tk_context* c, int p, tk_outputs*) { double s; return tk_phase_site_ratio(c, p, 1, &s); }},
+    };
+    Opened o(kBinary);
+    ASSERT_EQ(o.status, TK_OK) << tk_database_message(o.db);
+    const int sol = o.phase("SOL");
+    for (const Refusal& r : refusals) {
+        SCOPED_TRACE(r.name);
+        Batch b(3, 2);
+        tk_outputs out = b.outputs();
+        EXPECT_EQ(r.call(o.ctx, sol, &out), r.status);
+        EXPECT_TRUE(std::string(tk_context_message(o.ctx)).find(r.message) != std::string::npos)
+            << tk_context_message(o.ctx);
+        EXPECT_EQ(evaluateAt(o.ctx, sol, &out, 500, {0.5, 0.5}), TK_OK) << tk_context_message(o.ctx);
+        EXPECT_STREQ(tk_context_message(o.ctx), "");
+    }
+}
 
 // ---- values -------------------------------------------------------------------
 
@@ -226,8 +186,7 @@ struct Binary
 
 TEST(CInterfaceValues, BinarySolutionFollowsHandArithmetic)
 {
-    static const std::string path = writeFile("tk_binary_values.tdb", kBinary);
-    Opened o(path);
+    Opened o(kBinary);
     ASSERT_EQ(o.status, TK_OK);
     const int sol = o.phase("SOL");
     const std::vector<Binary> cases = {{300, 0.5}, {500, 0.3}, {998, 0.9}, {1000, 0.01}};
@@ -261,86 +220,71 @@ TEST(CInterfaceValues, BinarySolutionFollowsHandArithmetic)
 
 // Derivatives against central differences of G: in T, and along directions
 // that keep each sublattice's sum (a fraction moved from one constituent to
-// another).  Cr-Fe-Nb BCC_A2 (magnetic) goes through the compiled plan, EIN
-// through the kernel.
-struct DifferenceCase
+// another).  Cr-Fe-Nb BCC_A2 (magnetic) and EIN (Einstein) go through the
+// compiled plan, ORD (ordered, an Einstein term of its own) through the kernel.
+TEST(CInterfaceDerivatives, AgreeWithDifferencesOfG)
 {
-    const char* name;
-    std::string (*path)();
-    const char* phase;
-    std::vector<std::pair<size_t, size_t>> directions;
-    std::vector<std::vector<double>> compositions;
-    std::vector<double> temperatures;
-};
-
-void PrintTo(const DifferenceCase& c, std::ostream* os) { *os << c.name; }
-
-class CInterfaceDerivatives : public ::testing::TestWithParam<DifferenceCase>
-{
-};
-
-TEST_P(CInterfaceDerivatives, AgreeWithDifferencesOfG)
-{
-    const DifferenceCase& c = GetParam();
-    Opened o(c.path());
-    const int phase = o.phase(c.phase);
-    const size_t n = static_cast<size_t>(o.variables(phase));
-    ASSERT_EQ(n, c.compositions[0].size());
-    for (double T : c.temperatures)
-        for (const std::vector<double>& y0 : c.compositions) {
-            SCOPED_TRACE("T " + std::to_string(T) + " y0 " + std::to_string(y0[0]));
-            const double hT = 1e-3, hy = 1e-5;
-            // points: y0 at T, T +- hT, then y0 +- hy (e_i - e_j) per direction
-            std::vector<double> Ts = {T, T + hT, T - hT}, ys;
-            for (int k = 0; k < 3; ++k) ys.insert(ys.end(), y0.begin(), y0.end());
-            for (auto [i, j] : c.directions)
-                for (double s : {1.0, -1.0}) {
-                    std::vector<double> y = y0;
-                    y[i] += s * hy;
-                    y[j] -= s * hy;
-                    ys.insert(ys.end(), y.begin(), y.end());
-                    Ts.push_back(T);
+    struct Case
+    {
+        std::string path;
+        const char* phase;
+        std::vector<std::pair<size_t, size_t>> directions;
+        std::vector<std::vector<double>> compositions;
+        std::vector<double> temperatures;
+    };
+    const Case cases[] = {
+        {std::string(THERM_DATA_DIR) + "/CrFeNb_Jacob2016.tdb", "BCC_A2", {{0, 1}, {0, 2}, {1, 2}},
+         {{0.1, 0.88, 0.02, 1}, {0.7, 0.2, 0.1, 1}, {0.3, 0.3, 0.4, 1}}, {400.0, 1000.0, 1043.0, 1700.0}},
+        {kBinary, "EIN", {{0, 1}}, {{0.7, 0.3}, {0.5, 0.5}}, {500.0, 1500.0}},
+        {kBinary, "ORD", {{0, 1}, {2, 3}}, {{0.7, 0.3, 0.2, 0.8}, {0.5, 0.5, 0.5, 0.5}}, {500.0, 1500.0}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.phase);
+        Opened o(c.path);
+        const int phase = o.phase(c.phase);
+        const size_t n = static_cast<size_t>(o.variables(phase));
+        ASSERT_EQ(n, c.compositions[0].size());
+        for (double T : c.temperatures)
+            for (const std::vector<double>& y0 : c.compositions) {
+                SCOPED_TRACE("T " + std::to_string(T) + " y0 " + std::to_string(y0[0]));
+                const double hT = 1e-3, hy = 1e-5;
+                // points: y0 at T, T +- hT, then y0 +- hy (e_i - e_j) per direction
+                std::vector<double> Ts = {T, T + hT, T - hT}, ys;
+                for (int k = 0; k < 3; ++k) ys.insert(ys.end(), y0.begin(), y0.end());
+                for (auto [i, j] : c.directions)
+                    for (double s : {1.0, -1.0}) {
+                        std::vector<double> y = y0;
+                        y[i] += s * hy;
+                        y[j] -= s * hy;
+                        ys.insert(ys.end(), y.begin(), y.end());
+                        Ts.push_back(T);
+                    }
+                Batch b(Ts.size(), n);
+                tk_outputs out = b.outputs();
+                ASSERT_EQ(tk_evaluate(o.ctx, phase, Ts.size(), Ts.data(), Ts.size(), P0, ys.data(),
+                                      static_cast<ptrdiff_t>(n), 1, 2, &out), TK_OK)
+                    << tk_context_message(o.ctx);
+                const double scale = std::fabs(b.G[0]) + 1;
+                EXPECT_NEAR(b.dG_dT[0], (b.G[1] - b.G[2]) / (2 * hT), 1e-6 * scale);
+                EXPECT_NEAR(b.d2G_dT2[0], (b.dG_dT[1] - b.dG_dT[2]) / (2 * hT), 1e-6 * std::fabs(b.d2G_dT2[0]) + 1e-7);
+                for (size_t p = 0; p < Ts.size(); ++p)  // every point's Hessian block in its place
+                    EXPECT_NEAR(b.H(p, n, n), b.d2G_dT2[p], 1e-12 * scale);
+                EXPECT_NEAR(b.SM[0], -(b.GM[1] - b.GM[2]) / (2 * hT), 1e-6 * scale);
+                EXPECT_NEAR(b.HM[0], b.GM[0] + T * b.SM[0], 1e-9 * scale);
+                EXPECT_NEAR(b.CPM[0], T * (b.SM[1] - b.SM[2]) / (2 * hT), 1e-4 * (std::fabs(b.CPM[0]) + 1));
+                for (size_t v = 0; v < n; ++v)  // d(dG/dy)/dT against the T block of the Hessian
+                    EXPECT_NEAR(b.H(0, v, n), (b.dG_dy[1 * n + v] - b.dG_dy[2 * n + v]) / (2 * hT), 1e-5 * scale);
+                for (size_t d = 0; d < c.directions.size(); ++d) {
+                    const auto [i, j] = c.directions[d];
+                    const size_t plus = 3 + 2 * d, minus = plus + 1;
+                    EXPECT_NEAR(b.dG_dy[i] - b.dG_dy[j], (b.G[plus] - b.G[minus]) / (2 * hy), 1e-5 * scale);
+                    const double second = b.H(0, i, i) - 2 * b.H(0, i, j) + b.H(0, j, j);
+                    EXPECT_NEAR(second, (b.G[plus] - 2 * b.G[0] + b.G[minus]) / (hy * hy), 1e-3 * scale);
+                    for (size_t k = 0; k < n; ++k) EXPECT_EQ(b.H(0, i, k), b.H(0, k, i));
                 }
-            Batch b(Ts.size(), n);
-            tk_outputs out = b.outputs();
-            ASSERT_EQ(tk_evaluate(o.ctx, phase, Ts.size(), Ts.data(), Ts.size(), P0, ys.data(),
-                                  static_cast<ptrdiff_t>(n), 1, 2, &out), TK_OK)
-                << tk_context_message(o.ctx);
-            const double scale = std::fabs(b.G[0]) + 1;
-            EXPECT_NEAR(b.dG_dT[0], (b.G[1] - b.G[2]) / (2 * hT), 1e-6 * scale);
-            EXPECT_NEAR(b.d2G_dT2[0], (b.dG_dT[1] - b.dG_dT[2]) / (2 * hT), 1e-6 * std::fabs(b.d2G_dT2[0]) + 1e-7);
-            EXPECT_NEAR(b.H(0, n, n), b.d2G_dT2[0], 1e-12 * scale);
-            EXPECT_NEAR(b.SM[0], -(b.GM[1] - b.GM[2]) / (2 * hT), 1e-6 * scale);
-            EXPECT_NEAR(b.HM[0], b.GM[0] + T * b.SM[0], 1e-9 * scale);
-            EXPECT_NEAR(b.CPM[0], T * (b.SM[1] - b.SM[2]) / (2 * hT), 1e-4 * (std::fabs(b.CPM[0]) + 1));
-            for (size_t v = 0; v < n; ++v)  // d(dG/dy)/dT against the T block of the Hessian
-                EXPECT_NEAR(b.H(0, v, n), (b.dG_dy[1 * n + v] - b.dG_dy[2 * n + v]) / (2 * hT), 1e-5 * scale);
-            for (size_t d = 0; d < c.directions.size(); ++d) {
-                const auto [i, j] = c.directions[d];
-                const size_t plus = 3 + 2 * d, minus = plus + 1;
-                EXPECT_NEAR(b.dG_dy[i] - b.dG_dy[j], (b.G[plus] - b.G[minus]) / (2 * hy), 1e-5 * scale);
-                const double second = b.H(0, i, i) - 2 * b.H(0, i, j) + b.H(0, j, j);
-                EXPECT_NEAR(second, (b.G[plus] - 2 * b.G[0] + b.G[minus]) / (hy * hy), 1e-3 * scale);
-                for (size_t k = 0; k < n; ++k) EXPECT_EQ(b.H(0, i, k), b.H(0, k, i));
             }
-        }
+    }
 }
-
-std::string crFeNbPath() { return std::string(THERM_DATA_DIR) + "/CrFeNb_Jacob2016.tdb"; }
-std::string binaryPath()
-{
-    static const std::string path = writeFile("tk_binary_derivatives.tdb", kBinary);
-    return path;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Phases, CInterfaceDerivatives,
-    ::testing::Values(DifferenceCase{"PlanPathCrFeNbBcc", crFeNbPath, "BCC_A2", {{0, 1}, {0, 2}, {1, 2}},
-                                     {{0.1, 0.88, 0.02, 1}, {0.7, 0.2, 0.1, 1}, {0.3, 0.3, 0.4, 1}},
-                                     {400.0, 1000.0, 1043.0, 1700.0}},
-                      DifferenceCase{"KernelPathEinstein", binaryPath, "EIN", {{0, 1}},
-                                     {{0.7, 0.3}, {0.5, 0.5}}, {500.0, 1500.0}}),
-    [](const ::testing::TestParamInfo<DifferenceCase>& info) { return std::string(info.param.name); });
 
 // ---- batches ---------------------------------------------------------------------
 

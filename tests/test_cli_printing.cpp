@@ -3,65 +3,53 @@
 // report with the database's limits and each phase's range.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <vector>
+#include <cstdlib>
 
-#include "cli/Commands.h"
 #include "cli/Output.h"
+#include "support/CliTestKit.h"
 
 namespace {
 
-std::vector<std::string> Cells(const std::string& table, size_t row)
+using clitest::has;
+
+// The blank-separated cells of one line of a table.
+std::vector<std::string> cells(const std::string& table, size_t row)
 {
-    std::istringstream lines(table);
-    std::string line;
-    for (size_t i = 0; i <= row; ++i) std::getline(lines, line);
-    std::istringstream words(line);
-    std::vector<std::string> cells;
-    for (std::string w; words >> w;) cells.push_back(w);
-    return cells;
+    const std::vector<std::string> rows = clitest::lines(table);
+    std::istringstream words(row < rows.size() ? rows[row] : "");
+    std::vector<std::string> out;
+    for (std::string w; words >> w;) out.push_back(w);
+    return out;
 }
 
-struct PrintCase
+TEST(FunctionTableNumbers, ReadBackAsWritten)
 {
-    const char* name;
-    double T;
-    double value;
-    const char* printedT;
-    const char* printedValue;  //!< the function table's F column
-};
-
-void PrintTo(const PrintCase& c, std::ostream* os) { *os << c.name; }
-
-class FunctionTableNumbers : public ::testing::TestWithParam<PrintCase>
-{
-};
-
-TEST_P(FunctionTableNumbers, ReadBackAsWritten)
-{
-    const PrintCase& c = GetParam();
-    std::ostringstream out;
-    thermfn::writeFunctionTable(out, "F", {thermfn::FunctionPoint{c.T, 101325.0, c.value, -0.0, 0.0, -0.0}});
-    std::vector<std::string> cells = Cells(out.str(), 2);  // title, header, the row
-    ASSERT_EQ(cells.size(), 5u) << out.str();
-    EXPECT_EQ(cells[0], c.printedT);
-    EXPECT_EQ(std::strtod(cells[0].c_str(), nullptr), c.T) << "the printed T reads back as the same number";
-    EXPECT_EQ(cells[1], c.printedValue);
-    for (size_t k = 2; k < 5; ++k) EXPECT_EQ(cells[k], "0") << "derivative " << k - 1;
+    struct Case
+    {
+        double T, value;
+        const char* printedT;
+        const char* printedValue;  //!< the F column
+    };
+    const Case cases[] = {
+        {300.0, 1.5, "300", "1.5"},
+        {298.15, -2.0, "298.15", "-2"},
+        {300.0000001, 0.0, "300.0000001", "0"},  // a tenth of a microkelvin apart
+        {0.001, -0.0, "0.001", "0"},
+        {1000.0, -1e-12, "1000", "-1e-12"},  // a tiny negative value stays negative
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.printedT);
+        std::ostringstream out;
+        thermfn::writeFunctionTable(out, "F", {thermfn::FunctionPoint{c.T, 101325.0, c.value, -0.0, 0.0, -0.0}});
+        const std::vector<std::string> row = cells(out.str(), 2);  // title, header, the row
+        ASSERT_EQ(row.size(), 5u) << out.str();
+        EXPECT_EQ(row[0], c.printedT);
+        EXPECT_EQ(std::strtod(row[0].c_str(), nullptr), c.T) << "the printed T reads back as the same number";
+        EXPECT_EQ(row[1], c.printedValue);
+        for (size_t k = 2; k < 5; ++k) EXPECT_EQ(row[k], "0") << "derivative " << k - 1;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, FunctionTableNumbers,
-    ::testing::Values(PrintCase{"WholeKelvin", 300.0, 1.5, "300", "1.5"},
-                      PrintCase{"RoomTemperature", 298.15, -2.0, "298.15", "-2"},
-                      PrintCase{"TenthOfAMicroKelvinApart", 300.0000001, 0.0, "300.0000001", "0"},
-                      PrintCase{"BelowOneKelvin", 0.001, -0.0, "0.001", "0"},
-                      PrintCase{"TinyNegativeStaysNegative", 1000.0, -1e-12, "1000", "-1e-12"}));
 
 TEST(EvalTableNumbers, RoundedToZeroHasNoSign)
 {
@@ -71,81 +59,60 @@ TEST(EvalTableNumbers, RoundedToZeroHasNoSign)
     r.variables = {{0, "A"}};
     r.compositions = {{1.0}};
     thermfn::EvalPoint point;
-    point.props.T = 298.15;
-    point.props.P = 101325.0;
-    point.props.atoms = 1.0;
-    point.props.G = -0.0004;   // "%.3f" would print -0.000
-    point.props.GM = -0.0004;
-    point.props.SM = -0.000001;
-    point.props.HM = 12.0;
-    point.props.CPM = -0.0;
+    PhaseProperties& q = point.props;
+    q.T = 298.15;
+    q.P = 101325.0;
+    q.atoms = 1.0;
+    q.G = q.GM = -0.0004;  // "%.3f" would print -0.000
+    q.SM = -0.000001;
+    q.HM = 12.0;
+    q.CPM = -0.0;
     r.points = {point};
     std::ostringstream out;
     thermfn::writeEvalTable(out, r);
-    std::vector<std::string> cells = Cells(out.str(), 3);  // heading, names, units, the row
-    EXPECT_EQ(cells, (std::vector<std::string>{"298.15", "0.000", "0.000", "0.00000", "12.000", "0.00000"}))
-        << out.str();
+    const std::vector<std::string> row = {"298.15", "0.000", "0.000", "0.00000", "12.000", "0.00000"};
+    EXPECT_EQ(cells(out.str(), 3), row) << out.str();  // heading, names, units, the row
 }
-
-}  // namespace
-
-namespace {
 
 // The phases report: the database's limits said to be the default when the
-// file gives none, and each phase's own evaluable range.
-struct PhasesCase
+// file gives none, and each phase's own evaluable range; the same report
+// when the database comes from its cache file (written, then loaded).
+TEST(PhasesReport, ShowsLimitsAndEachPhasesRange)
 {
-    const char* name;
-    const char* limits;  //!< a TEMPERATURE_LIMITS command or ""
-    const char* heading;
-    const char* rowP;  //!< part of phase P's row
-};
-
-void PrintTo(const PhasesCase& c, std::ostream* os) { *os << c.name; }
-
-class PhasesReport : public ::testing::TestWithParam<PhasesCase>
-{
-};
-
-TEST_P(PhasesReport, ShowsLimitsAndEachPhasesRange)
-{
-    const PhasesCase& c = GetParam();
-    std::string path = ::testing::TempDir() + "phases_" + std::to_string(getpid()) + "_" + c.name + ".tdb";
-    std::ofstream(path) << c.limits
-                        << "ELEMENT A X 1 0 0 !\n"
-                           "FUNCTION INNER 1 100+T; 2000 N !\n"
-                           "PHASE P % 1 1 ! CONSTITUENT P :A: !\n"
-                           "PARAMETER G(P,A;0) 1 2*INNER; 4000 N !\n"
-                           "PHASE BAD % 1 1 ! CONSTITUENT BAD :A: !\n"
-                           "PARAMETER G(BAD,A;0) 1 NOSUCH; 4000 N !\n";
-    std::ostringstream out, err;
-    ASSERT_EQ(thermfn::run({"phases", path}, out, err), 0) << err.str();
-    std::istringstream lines(out.str());
-    std::string first;
-    std::getline(lines, first);
-    EXPECT_EQ(first, c.heading);
-    EXPECT_NE(out.str().find(c.rowP), std::string::npos) << out.str();
-    EXPECT_NE(out.str().find("BAD  "), std::string::npos);
-    EXPECT_NE(out.str().find("  -  "), std::string::npos) << "a phase that is not evaluable has no range";
-    // the same report when the database comes from its cache file (written, then loaded)
-    const std::string cache = path + ".thdb";
-    for (const char* pass : {"writing the cache", "loading the cache"}) {
-        std::ostringstream cachedOut, cachedErr;
-        ASSERT_EQ(thermfn::run({"phases", path, "--cache", cache}, cachedOut, cachedErr), 0) << cachedErr.str();
-        EXPECT_EQ(cachedOut.str(), out.str()) << pass;
+    struct Case
+    {
+        const char* limits;  //!< a TEMPERATURE_LIMITS command or ""
+        const char* heading;
+    };
+    const Case cases[] = {
+        {"", "2 phases; temperature limits default (298.15 to 6000 K; the file has no TEMPERATURE_LIMITS)"},
+        {"TEMPERATURE_LIMITS 200 3000 !\n", "2 phases; temperature limits 200 to 3000 K"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.heading);
+        const std::string path = clitest::tempFile("phases.tdb", std::string(c.limits) +
+                                                                     "ELEMENT A X 1 0 0 !\n"
+                                                                     "FUNCTION INNER 1 100+T; 2000 N !\n"
+                                                                     "PHASE P % 1 1 ! CONSTITUENT P :A: !\n"
+                                                                     "PARAMETER G(P,A;0) 1 2*INNER; 4000 N !\n"
+                                                                     "PHASE BAD % 1 1 ! CONSTITUENT BAD :A: !\n"
+                                                                     "PARAMETER G(BAD,A;0) 1 NOSUCH; 4000 N !\n");
+        const clitest::ToolRun r = clitest::tool({"phases", path});
+        ASSERT_EQ(r.code, 0) << r.err;
+        EXPECT_EQ(r.out.substr(0, r.out.find('\n')), c.heading);
+        EXPECT_TRUE(has(r.out, "1 to 2000 K")) << r.out;
+        EXPECT_TRUE(has(r.out, "BAD  "));
+        EXPECT_TRUE(has(r.out, "  -  ")) << "a phase that is not evaluable has no range";
+        const std::string cache = path + ".thdb";
+        std::remove(cache.c_str());
+        for (const char* pass : {"writing the cache", "loading the cache"}) {
+            const clitest::ToolRun cached = clitest::tool({"phases", path, "--cache", cache});
+            ASSERT_EQ(cached.code, 0) << cached.err;
+            EXPECT_EQ(cached.out, r.out) << pass;
+        }
+        std::remove(cache.c_str());
+        std::remove(path.c_str());
     }
-    std::remove(cache.c_str());
-    std::remove(path.c_str());
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, PhasesReport,
-    ::testing::Values(PhasesCase{"NoLimits", "",
-                                 "2 phases; temperature limits default (298.15 to 6000 K; the file has no "
-                                 "TEMPERATURE_LIMITS)",
-                                 "1 to 2000 K"},
-                      PhasesCase{"LimitsGiven", "TEMPERATURE_LIMITS 200 3000 !\n", "2 phases; temperature limits 200 to 3000 K",
-                                 "1 to 2000 K"}),
-    [](const ::testing::TestParamInfo<PhasesCase>& info) { return std::string(info.param.name); });
 
 }  // namespace
