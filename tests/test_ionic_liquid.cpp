@@ -10,57 +10,15 @@
 
 #include "models/PhaseEvaluator.h"
 #include "support/Differences.h"
-#include "support/TdbTestKit.h"
+#include "support/EvaluatorTestKit.h"
 
 namespace {
 
 const double R = PhaseEvaluator::kGasConstant;
 
-const char* const kElements = R"(
-ELEMENT /-  ELECTRON_GAS 0 0 0 !
-ELEMENT VA  VACUUM 0 0 0 !
-ELEMENT CA  FCC_A1 40.08 0 0 !
-ELEMENT FE  BCC_A2 55.847 0 0 !
-ELEMENT O   GAS 16 0 0 !
-ELEMENT S   FCC_A1 32.06 0 0 !
-SPECIES CA+2 CA1/+2 !
-SPECIES FE+2 FE1/+2 !
-SPECIES FE+3 FE1/+3 !
-SPECIES O-2  O1/-2 !
-SPECIES S-2  S1/-2 !
-SPECIES S2   S2 !
-TYPE_DEFINITION % SEQ * !
-)";
-
-// Cations CA+2, FE+2, FE+3; anions O-2, S-2; the vacancy; neutrals S and S2.
-const char* const kSlag = R"(
-PHASE SLAG:Y % 2 1 1 !
-CONSTITUENT SLAG : CA+2,FE+2,FE+3 : O-2,S-2,VA,S,S2 : !
-PARAMETER G(SLAG,CA+2:O-2;0) 1 -700000+100*T; 6000 N !
-PARAMETER G(SLAG,FE+2:O-2;0) 1 -300000+60*T; 6000 N !
-PARAMETER G(SLAG,FE+3:O-2;0) 1 -500000+90*T; 6000 N !
-PARAMETER G(SLAG,CA+2:S-2;0) 1 -500000; 6000 N !
-PARAMETER G(SLAG,FE+2:S-2;0) 1 -150000-2*T*LN(T); 6000 N !
-PARAMETER G(SLAG,FE+3:S-2;0) 1 -200000; 6000 N !
-PARAMETER G(SLAG,CA+2:VA;0) 1 10000-10*T; 6000 N !
-PARAMETER G(SLAG,FE+2:VA;0) 1 12000-7*T; 6000 N !
-PARAMETER G(SLAG,FE+3:VA;0) 1 40000-7*T; 6000 N !
-PARAMETER G(SLAG,S;0) 1 1000-5*T; 6000 N !
-PARAMETER G(SLAG,S2;0) 1 3000-9*T; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2:O-2;0) 1 -20000; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2:O-2;1) 1 5000; 6000 N !
-PARAMETER L(SLAG,FE+2:O-2,S-2;0) 1 -10000+3*T; 6000 N !
-PARAMETER L(SLAG,FE+2:O-2,VA;0) 1 30000; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2:VA;0) 1 -8000; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2:VA;1) 1 3000; 6000 N !
-PARAMETER L(SLAG,FE+2:VA,S;0) 1 -4000; 6000 N !
-PARAMETER L(SLAG,S,S2;0) 1 -2000; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2,FE+3:O-2;0) 1 7000; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2:O-2,S-2;1) 1 6000; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2:O-2,S-2;2) 1 -2500; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2,FE+3:VA;0) 1 -9000; 6000 N !
-PARAMETER L(SLAG,CA+2,FE+2,FE+3:VA;1) 1 4000+T; 6000 N !
-)";
+// The elements and species of tests/corpus/models/slag.tdb and its SLAG:
+// cations CA+2, FE+2, FE+3; anions O-2, S-2; the vacancy; neutrals S and S2.
+kit::Loaded ReadSlag(const std::string& more = "") { return kit::ReadModel("slag.tdb", more); }
 
 // Site fractions in the phase's order: CA+2, FE+2, FE+3 | O-2, S-2, VA, S, S2
 struct Slag
@@ -68,7 +26,7 @@ struct Slag
     double ca, fe2, fe3, o, s2m, va, s, s2;
 };
 
-// G and N of kSlag, written out.
+// G and N of SLAG, written out.
 double SlagG(const Slag& y, double T, double* atoms = nullptr)
 {
     auto xlnx = [](double x) { return x > 0 ? x * std::log(x) : 0.0; };
@@ -100,53 +58,40 @@ double SlagG(const Slag& y, double T, double* atoms = nullptr)
 
 std::vector<double> Fractions(const Slag& y) { return {y.ca, y.fe2, y.fe3, y.o, y.s2m, y.va, y.s, y.s2}; }
 
-struct SlagCase
+TEST(SlagModel, GFollowsTheModelAndDerivativesFollowDifferences)
 {
-    const char* name;
-    Slag y;
-    double T;
-};
-
-void PrintTo(const SlagCase& c, std::ostream* os) { *os << c.name; }
-
-using SlagModel = ::testing::TestWithParam<SlagCase>;
-
-TEST_P(SlagModel, GFollowsTheModelAndDerivativesFollowDifferences)
-{
-    const SlagCase& c = GetParam();
-    kit::Loaded l = kit::ReadText(std::string(kElements) + kSlag);
+    kit::Loaded l = ReadSlag();
     ASSERT_TRUE(l.ok);
     ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
     PhaseEvaluator ev(*l.db, l.db->findPhase("SLAG"));
     ASSERT_TRUE(ev.evaluable()) << ev.why();
-    ASSERT_EQ(ev.variableCount(), 8);
     const char* names[] = {"CA+2", "FE+2", "FE+3", "O-2", "S-2", "VA", "S", "S2"};
     for (int i = 0; i < 8; ++i) EXPECT_STREQ(ev.variableName(i), names[i]);
-
-    const std::vector<double> y = Fractions(c.y);
-    ev.setTemperature(c.T, 101325.0);
-    PhaseProperties out;
-    ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << ev.why();
-    double N = 0;
-    const double G = SlagG(c.y, c.T, &N);
-    EXPECT_NEAR(out.G, G, 1e-10 * std::fabs(G));
-    EXPECT_NEAR(out.atoms, N, 1e-14 * N);
-    EXPECT_NEAR(out.GM, G / N, 1e-10 * std::fabs(G / N));
-
-    fd::CheckAgainstDifferences(*l.db, l.db->findPhase("SLAG"), c.T, y, c.name, 101325.0, R);
+    const struct
+    {
+        const char* name;
+        Slag y;
+        double T;
+    } cases[] = {{"Everything", {0.3, 0.5, 0.2, 0.35, 0.25, 0.2, 0.12, 0.08}, 1700.0},
+                 {"FewAnions", {0.6, 0.3, 0.1, 0.002, 0.001, 0.697, 0.2, 0.1}, 1500.0},
+                 {"OxideAndVacancy", {0.45, 0.45, 0.1, 0.6, 0.001, 0.397, 0.001, 0.001}, 1900.0},
+                 {"SulphideAndNeutral", {0.2, 0.7, 0.1, 0.002, 0.8, 0.003, 0.15, 0.045}, 1400.0}};
+    for (const auto& c : cases) {
+        const std::vector<double> y = Fractions(c.y);
+        double N = 0;
+        const double G = SlagG(c.y, c.T, &N);
+        fd::CheckModel(*l.db, "SLAG", c.T, y, G, c.name, 1e-10, 101325.0, R);
+        ev.setTemperature(c.T, 101325.0);
+        PhaseProperties out;
+        ASSERT_TRUE(ev.evaluate(y.data(), 0, out)) << ev.why();
+        EXPECT_NEAR(out.atoms, N, 1e-14 * N) << c.name;
+        EXPECT_NEAR(out.GM, G / N, 1e-10 * std::fabs(G / N)) << c.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Compositions, SlagModel,
-    ::testing::Values(SlagCase{"Everything", {0.3, 0.5, 0.2, 0.35, 0.25, 0.2, 0.12, 0.08}, 1700.0},
-                      SlagCase{"FewAnions", {0.6, 0.3, 0.1, 0.002, 0.001, 0.697, 0.2, 0.1}, 1500.0},
-                      SlagCase{"OxideAndVacancy", {0.45, 0.45, 0.1, 0.6, 0.001, 0.397, 0.001, 0.001}, 1900.0},
-                      SlagCase{"SulphideAndNeutral", {0.2, 0.7, 0.1, 0.002, 0.8, 0.003, 0.15, 0.045}, 1400.0}),
-    [](const ::testing::TestParamInfo<SlagCase>& i) { return std::string(i.param.name); });
 
 TEST(IonicLimits, PureSaltIsItsEndMemberWithoutIdealTerm)
 {
-    kit::Loaded l = kit::ReadText(std::string(kElements) + kSlag);
+    kit::Loaded l = ReadSlag();
     ASSERT_TRUE(l.ok);
     PhaseEvaluator ev(*l.db, l.db->findPhase("SLAG"));
     ASSERT_TRUE(ev.evaluable()) << ev.why();
@@ -170,27 +115,20 @@ TEST(IonicLimits, PureSaltIsItsEndMemberWithoutIdealTerm)
 
 TEST(IonicLimits, CationVacancyLiquidIsTheMetallicLiquid)
 {
-    const std::string params = R"(
-PARAMETER G(PH,CA+2:VA;0) 1 10000-10*T+2*T*LN(T); 6000 N !
-PARAMETER G(PH,FE+2:VA;0) 1 12000-7*T; 6000 N !
-PARAMETER L(PH,CA+2,FE+2:VA;0) 1 -8000+T; 6000 N !
-PARAMETER L(PH,CA+2,FE+2:VA;1) 1 3000; 6000 N !
-PARAMETER L(PH,CA+2,FE+2:VA;2) 1 -1500; 6000 N !
-)";
-    const std::string metallic = R"(
-PARAMETER G(PH,CA;0) 1 10000-10*T+2*T*LN(T); 6000 N !
-PARAMETER G(PH,FE;0) 1 12000-7*T; 6000 N !
-PARAMETER L(PH,CA,FE;0) 1 -8000+T; 6000 N !
-PARAMETER L(PH,CA,FE;1) 1 3000; 6000 N !
-PARAMETER L(PH,CA,FE;2) 1 -1500; 6000 N !
-)";
-    auto rename = [](std::string text, const std::string& phase) {
-        for (size_t at; (at = text.find("(PH,")) != std::string::npos;) text.replace(at, 4, "(" + phase + ",");
-        return text;
-    };
-    kit::Loaded l = kit::ReadText(std::string(kElements) + "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2,FE+2 : VA : !\n" +
-                                  rename(params, "ION") + "PHASE LIQ % 1 1 !\nCONSTITUENT LIQ : CA,FE : !\n" +
-                                  rename(metallic, "LIQ"));
+    // the same parameters on (CA+2,FE+2)(VA) and on the metallic (CA,FE):
+    // in each template # is the phase, @ the charge and $ the vacancy sublattice
+    std::string text = "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2,FE+2 : VA : !\n"
+                       "PHASE LIQ % 1 1 !\nCONSTITUENT LIQ : CA,FE : !\n";
+    for (std::string p : {"G(#,CA@$;0) 1 10000-10*T+2*T*LN(T)", "G(#,FE@$;0) 1 12000-7*T", "L(#,CA@,FE@$;0) 1 -8000+T",
+                          "L(#,CA@,FE@$;1) 1 3000", "L(#,CA@,FE@$;2) 1 -1500"})
+        for (bool ionic : {true, false}) {
+            std::string line = "PARAMETER ";
+            for (char ch : p)
+                line += ch == '#' ? (ionic ? "ION" : "LIQ") : ch == '@' ? (ionic ? "+2" : "") : ch == '$' ? (ionic ? ":VA" : "")
+                                                                                                      : std::string(1, ch);
+            text += line + "; 6000 N !\n";
+        }
+    kit::Loaded l = ReadSlag(text);
     ASSERT_TRUE(l.ok);
     ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
     PhaseEvaluator ion(*l.db, l.db->findPhase("ION")), liq(*l.db, l.db->findPhase("LIQ"));
@@ -212,48 +150,28 @@ PARAMETER L(PH,CA,FE;2) 1 -1500; 6000 N !
     }
 }
 
-struct RefusalCase
+TEST(IonicRefusals, PhaseIsNotEvaluableWithTheReason)
 {
-    const char* name;
-    const char* phase;  // PHASE, CONSTITUENT and PARAMETER commands of ION
-    const char* why;
-};
-
-void PrintTo(const RefusalCase& c, std::ostream* os) { *os << c.name; }
-
-using IonicRefusals = ::testing::TestWithParam<RefusalCase>;
-
-TEST_P(IonicRefusals, PhaseIsNotEvaluableWithTheReason)
-{
-    const RefusalCase& c = GetParam();
-    kit::Loaded l = kit::ReadText(std::string(kElements) + c.phase);
-    ASSERT_TRUE(l.ok);
-    PhaseEvaluator ev(*l.db, l.db->findPhase("ION"));
-    EXPECT_FALSE(ev.evaluable());
-    EXPECT_NE(ev.why().find(c.why), std::string::npos) << ev.why();
-    PhaseProperties out;
-    const std::vector<double> y(static_cast<size_t>(ev.variableCount()), 0.5);
-    ev.setTemperature(1000.0, 101325.0);
-    EXPECT_FALSE(ev.evaluate(y.data(), 0, out));
+    const struct
+    {
+        const char* phase;  // PHASE, CONSTITUENT and PARAMETER commands of ION
+        const char* why;
+    } cases[] = {
+        {"PHASE ION:Y % 3 1 1 1 !\nCONSTITUENT ION : CA+2 : O-2 : VA : !\n",
+         "an ionic liquid (:Y) has two sublattices, this one 3"},
+        {"PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2,FE : O-2,VA : !\n",
+         "'FE' in the cation sublattice has no positive charge"},
+        {"PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2 : O-2,FE+2 : !\n",
+         "'FE+2' in the anion sublattice has a positive charge"},
+        {"PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : FE+2 : O-2,VA : !\nPARAMETER TC(ION,FE+2:VA;0) 1 300; 6000 N !\n",
+         "parameter type TC is not in the ionic-liquid model"},
+        {"TYPE_DEFINITION & GES A_P_D ION MAGNETIC -3 0.28 !\nPHASE ION:Y %& 2 1 1 !\nCONSTITUENT ION : FE+2 : O-2,VA : !\n",
+         "a magnetic ionic liquid is not in the ionic-liquid model"}};
+    for (const auto& c : cases) {
+        kit::Loaded l = ReadSlag(c.phase);
+        ASSERT_TRUE(l.ok);
+        kit::ExpectRefused(*l.db, "ION", c.why);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Reader, IonicRefusals,
-    ::testing::Values(
-        RefusalCase{"ThreeSublattices", "PHASE ION:Y % 3 1 1 1 !\nCONSTITUENT ION : CA+2 : O-2 : VA : !\n",
-                    "an ionic liquid (:Y) has two sublattices, this one 3"},
-        RefusalCase{"NeutralCation", "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2,FE : O-2,VA : !\n",
-                    "'FE' in the cation sublattice has no positive charge"},
-        RefusalCase{"CationOnAnionSites", "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : CA+2 : O-2,FE+2 : !\n",
-                    "'FE+2' in the anion sublattice has a positive charge"},
-        RefusalCase{"MagneticParameter",
-                    "PHASE ION:Y % 2 1 1 !\nCONSTITUENT ION : FE+2 : O-2,VA : !\n"
-                    "PARAMETER TC(ION,FE+2:VA;0) 1 300; 6000 N !\n",
-                    "parameter type TC is not in the ionic-liquid model"},
-        RefusalCase{"MagneticTypeDefinition",
-                    "TYPE_DEFINITION & GES A_P_D ION MAGNETIC -3 0.28 !\n"
-                    "PHASE ION:Y %& 2 1 1 !\nCONSTITUENT ION : FE+2 : O-2,VA : !\n",
-                    "a magnetic ionic liquid is not in the ionic-liquid model"}),
-    [](const ::testing::TestParamInfo<RefusalCase>& i) { return std::string(i.param.name); });
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "host/CVxPhase.h"
 #include "host/myCString.h"
+#include "support/HillertJarl.h"
 #include "support/KernelTestKit.h"
 
 namespace {
@@ -37,24 +38,24 @@ TEST(Magnetic, DerivativesMatchFiniteDifferencesOnBothSides)
             EXPECT_NEAR(r.m_dGdTdTC, kit::Derivative5(dT1, T, h), 1e-11) << T;
             auto dT2 = [&](double t) { g(m, t, TC, 2); return m.m_dGdTC2; };
             EXPECT_NEAR(r.m_dGdTdTC2, kit::Derivative5(dT2, T, h), 1e-13) << T;
+            EXPECT_NEAR(r.m_dG, hj::g(T / TC, p), 1e-13) << T;
             // tau^2 dg/dtau = -T dg/dTC
             EXPECT_NEAR(r.m_dTau2GTau, -T * r.m_dGdTC, 1e-12) << T;
         }
     }
 }
 
+// The value of each series against the publication, at tau = 1 (the upper
+// series) and just below it (the lower one): the two meet there.
 TEST(Magnetic, SeriesMeetAtTheCurieTemperature)
 {
-    struct
-    {
-        double p, D, g1;
-    } cases[] = {{0.4, 1.5582848200312989, -0.0666381835377079}, {0.28, 2.342456516879052, -0.044330073618451}};
-    for (const auto& c : cases) {
+    for (double p : {0.4, 0.28}) {
         TMagnFkt m;
-        m.Initialize(c.p, nullptr);
-        EXPECT_NEAR(m.m_dD, c.D, 1e-15);
-        EXPECT_NEAR(g(m, 1000.0, 1000.0), c.g1, 1e-13);                   // tau = 1: above series
-        EXPECT_NEAR(g(m, 1000.0 * (1 - 1e-12), 1000.0), c.g1, 1e-10);     // just below
+        m.Initialize(p, nullptr);
+        EXPECT_NEAR(m.m_dD, hj::D(p), 1e-15) << p;
+        EXPECT_NEAR(g(m, 1000.0, 1000.0), hj::g(1.0, p), 1e-13) << p;
+        EXPECT_NEAR(g(m, 1000.0 * (1 - 1e-12), 1000.0), hj::g(1.0, p), 1e-10) << p;
+        EXPECT_NEAR(g(m, 1000.0 * (1 - 1e-12), 1000.0), hj::g(1.0 - 1e-12, p), 1e-13) << p;
     }
 }
 

@@ -209,6 +209,23 @@ inline void CheckAgainstDifferences(ThermDatabase& db, int phaseIndex, double T,
     EXPECT_NEAR(out.HM, out.GM + T * out.SM, 1e-12 * (gmScale + T * std::fabs(out.SM))) << where << ": HM";
 }
 
+// G of the named phase at (y, T) against the model written out (expected,
+// within rel * |expected|), then every derivative as above.
+inline void CheckModel(ThermDatabase& db, const std::string& phase, double T, const std::vector<double>& y,
+                       double expected, const std::string& where, double rel = 1e-10, double P = 101325.0,
+                       double R = 8.3145)
+{
+    const int p = db.findPhase(phase);
+    ASSERT_GE(p, 0) << where;
+    PhaseEvaluator ev(db, p);
+    ASSERT_EQ(ev.variableCount(), static_cast<int>(y.size())) << where;
+    ev.setTemperature(T, P);
+    PhaseProperties out;
+    ASSERT_TRUE(ev.evaluate(y.data(), 0, out)) << where << ": " << ev.why();
+    EXPECT_NEAR(out.G, expected, rel * std::fabs(expected)) << where;
+    CheckAgainstDifferences(db, p, T, y, where, P, R);
+}
+
 // GM, SM, CPM and HM of a substance at T against its G(T) per mole of atoms
 // written out (reference): S = -dG/dT and Cp = -T d2G/dT2 from differences of
 // the reference, where the stencil (+-1 K) lies on one piece (smooth).
