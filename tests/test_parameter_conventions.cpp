@@ -6,13 +6,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "models/PhaseEvaluator.h"
 #include "support/Differences.h"
-#include "support/TdbTestKit.h"
+#include "support/EvaluatorTestKit.h"
 
 namespace {
 
@@ -21,31 +20,8 @@ const double P0 = 101325.0;
 
 double xlnx(double x) { return x > 0 ? x * std::log(x) : 0.0; }
 
-// The constituents are deliberately written out of order.
-const char* const kSnippet = R"(
-ELEMENT A BLANK 0 0 0 !
-ELEMENT B BLANK 0 0 0 !
-ELEMENT C BLANK 0 0 0 !
-ELEMENT D BLANK 0 0 0 !
-TYPE_DEFINITION % SEQ * !
-PHASE LIQ % 1 1 !
-CONSTITUENT LIQ :A,B,C: !
-PARAMETER G(LIQ,A;0) 1 0; 6000 N !
-PARAMETER G(LIQ,B;0) 1 0; 6000 N !
-PARAMETER G(LIQ,C;0) 1 0; 6000 N !
-PARAMETER L(LIQ,B,A;1) 1 1000+T; 6000 N !
-PARAMETER L(LIQ,C,B,A;0) 1 700; 6000 N !
-PARAMETER L(LIQ,B,C,A;2) 1 -400; 6000 N !
-PHASE REC % 2 1 2 !
-CONSTITUENT REC :A,B:C,D: !
-PARAMETER G(REC,A:C;0) 1 -100; 6000 N !
-PARAMETER G(REC,B:C;0) 1 -200; 6000 N !
-PARAMETER G(REC,A:D;0) 1 -300; 6000 N !
-PARAMETER G(REC,B:D;0) 1 -400; 6000 N !
-PARAMETER L(REC,B,A:D,C;0) 1 250; 6000 N !
-PARAMETER L(REC,B,A:D,C;1) 1 500+2*T; 6000 N !
-PARAMETER L(REC,B,A:D,C;2) 1 -300+T*LN(T); 6000 N !
-)";
+// tests/corpus/models/sorted.tdb writes the constituents out of order.
+kit::Loaded ReadSorted(const std::string& more = "") { return kit::ReadModel("sorted.tdb", more); }
 
 // G of the two phases per mole of formula units; y in the variables' order
 // (A, B, C for LIQ; A, B : C, D for REC).
@@ -63,48 +39,27 @@ double Model(const std::string& phase, const std::vector<double>& y, double T)
            R * T * (xlnx(a) + xlnx(b) + 2 * (xlnx(c) + xlnx(d)));
 }
 
-struct Point
+TEST(SortedConstituents, ValueAndDerivativesFollowTheSortedOrder)
 {
-    const char* name;
-    const char* phase;
-    std::vector<double> y;
-    double T;
-};
-
-void PrintTo(const Point& c, std::ostream* os) { *os << c.name; }
-
-using SortedConstituents = ::testing::TestWithParam<Point>;
-
-TEST_P(SortedConstituents, ValueAndDerivativesFollowTheSortedOrder)
-{
-    const Point c = GetParam();
-    kit::Loaded l = kit::ReadText(kSnippet, "sorted.tdb");
+    kit::Loaded l = ReadSorted();
     ASSERT_TRUE(l.ok) << l.diagnostics();
     ASSERT_EQ(l.report.errorCount(), 0) << l.diagnostics();
-    PhaseEvaluator ev(*l.db, l.db->findPhase(c.phase));
-    const int n = ev.variableCount();
-    ASSERT_EQ(n, static_cast<int>(c.y.size()));
-    ev.setTemperature(c.T, P0);
-    PhaseProperties out;
-    ASSERT_TRUE(ev.evaluate(c.y.data(), 2, out)) << ev.why();
-    EXPECT_NEAR(out.G, Model(c.phase, c.y, c.T), 1e-9 * (1 + std::fabs(out.G)));
-
-    fd::CheckAgainstDifferences(*l.db, l.db->findPhase(c.phase), c.T, c.y, c.name, P0, R);
+    const struct
+    {
+        const char* name;
+        const char* phase;
+        std::vector<double> y;
+        double T;
+    } cases[] = {{"BinaryOddOrder", "LIQ", {0.7, 0.2, 0.1}, 900},
+                 {"TernaryMembers", "LIQ", {0.25, 0.35, 0.4}, 1300},
+                 {"ReciprocalOrdersOneAndTwo", "REC", {0.7, 0.3, 0.8, 0.2}, 800},
+                 {"ReciprocalNegativeDifferences", "REC", {0.35, 0.65, 0.25, 0.75}, 1500}};
+    for (const auto& c : cases) fd::CheckModel(*l.db, c.phase, c.T, c.y, Model(c.phase, c.y, c.T), c.name, 1e-9, P0, R);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Reader, SortedConstituents,
-    ::testing::Values(Point{"BinaryOddOrder", "LIQ", {0.7, 0.2, 0.1}, 900},
-                      Point{"TernaryMembers", "LIQ", {0.25, 0.35, 0.4}, 1300},
-                      Point{"ReciprocalOrdersOneAndTwo", "REC", {0.7, 0.3, 0.8, 0.2}, 800},
-                      Point{"ReciprocalNegativeDifferences", "REC", {0.35, 0.65, 0.25, 0.75}, 1500}),
-    [](const ::testing::TestParamInfo<Point>& i) { return std::string(i.param.name); });
 
 TEST(SortedConstituents, ListingAndDuplicatesSeeTheCanonicalForm)
 {
-    std::string text = kSnippet;
-    text += "PARAMETER L(LIQ,A,B;1) 1 1000+T; 6000 N !\n";
-    kit::Loaded l = kit::ReadText(text, "twice.tdb");
+    kit::Loaded l = ReadSorted("PARAMETER L(LIQ,A,B;1) 1 1000+T; 6000 N !\n");
     ASSERT_TRUE(l.ok) << l.diagnostics();
     EXPECT_EQ(l.report.duplicatePairs, 1) << l.diagnostics();
     TThermFktMgr& liq = *l.phase("LIQ").functions;

@@ -18,7 +18,7 @@
 #include "models/XiongMagnetic.h"
 #include "support/Differences.h"
 #include "support/KernelTestKit.h"
-#include "support/TdbTestKit.h"
+#include "support/EvaluatorTestKit.h"
 #include "thermfunctions/TTempArray.h"
 
 namespace {
@@ -351,21 +351,11 @@ TEST(PhaseTerms, EvaluationAddsEveryTermWithDerivativesThatFollowDifferences)
     kit::Loaded l = kit::ReadText(kLiquid);
     ASSERT_TRUE(l.ok);
     ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
-    PhaseEvaluator ev(*l.db, l.db->findPhase("LIQUID"));
-    ASSERT_TRUE(ev.evaluable()) << ev.why();
     // below and above the Neel temperature of this composition, and both ordered
-    for (double T : {150.0, 250.0, 700.0}) {
-        for (double yA : {0.3, 0.8}) {
-            const std::vector<double> y = {yA, 1 - yA};
-            ev.setTemperature(T, 101325.0);
-            PhaseProperties out;
-            ASSERT_TRUE(ev.evaluate(y.data(), 2, out)) << ev.why();
-            EXPECT_NEAR(out.G, LiquidG(yA, 1 - yA, T), 1e-9 * std::fabs(out.G)) << T << " " << yA;
-
-            fd::CheckAgainstDifferences(*l.db, l.db->findPhase("LIQUID"), T, y,
-                                        "T = " + std::to_string(T) + ", yA = " + std::to_string(yA), 101325.0, R);
-        }
-    }
+    for (double T : {150.0, 250.0, 700.0})
+        for (double yA : {0.3, 0.8})
+            fd::CheckModel(*l.db, "LIQUID", T, {yA, 1 - yA}, LiquidG(yA, 1 - yA, T),
+                           "T = " + std::to_string(T) + ", yA = " + std::to_string(yA), 1e-9, 101325.0, R);
 }
 
 // Fe in the Fe-Mn liquid of the published file: G with the Einstein, two-state
@@ -395,49 +385,28 @@ TEST(PhaseTerms, IronInThePublishedFeMnLiquid)
 // ---------------------------------------------------------------------------
 // Which databases select the terms
 
-struct SelectionCase
+TEST(Selection, NeelTemperaturesNeedTheMagneticTypeDefinitionOfFactorZero)
 {
-    const char* name;
-    const char* typeDefinition;  // for the phase's type code &
-    bool evaluable;
-    const char* why;  // part of the reason when not evaluable
-};
-
-void PrintTo(const SelectionCase& c, std::ostream* os) { *os << c.name; }
-
-using Selection = ::testing::TestWithParam<SelectionCase>;
-
-TEST_P(Selection, NeelTemperaturesNeedTheMagneticTypeDefinitionOfFactorZero)
-{
-    const SelectionCase& c = GetParam();
-    std::string text = std::string(R"(
-ELEMENT A  BCC_A2 10 0 0 !
-TYPE_DEFINITION % SEQ * !
-)") + c.typeDefinition + R"(
-PHASE BCC_A2 %& 1 1 !
-CONSTITUENT BCC_A2 : A : !
-PARAMETER G(BCC_A2,A;0) 1 1000; 6000 N !
-PARAMETER TC(BCC_A2,A;0) 1 300; 6000 N !
-PARAMETER NT(BCC_A2,A;0) 1 200; 6000 N !
-PARAMETER BMAGN(BCC_A2,A;0) 1 1; 6000 N !
-)";
-    kit::Loaded l = kit::ReadText(text);
-    ASSERT_TRUE(l.ok);
-    PhaseEvaluator ev(*l.db, l.db->findPhase("BCC_A2"));
-    EXPECT_EQ(ev.evaluable(), c.evaluable) << ev.why();
-    if (!c.evaluable) {
-        EXPECT_NE(ev.why().find(c.why), std::string::npos) << ev.why();
+    const struct
+    {
+        const char* typeDefinition;  // for the phase's type code &
+        const char* why;             // part of the reason; "" when evaluable
+    } cases[] = {{"TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC 0 0.37 !", ""},
+                 {"TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC -1 0.4 !",
+                  "NT (Neel temperature) parameters with the classic magnetic model (factor -1)"},
+                 {"", "NT (Neel temperature) parameters without a magnetic type definition of factor 0"}};
+    for (const auto& c : cases) {
+        kit::Loaded l = kit::ReadText("ELEMENT A  BCC_A2 10 0 0 !\nTYPE_DEFINITION % SEQ * !\n" + std::string(c.typeDefinition) +
+                                      "\nPHASE BCC_A2 %& 1 1 !\nCONSTITUENT BCC_A2 : A : !\n"
+                                      "PARAMETER G(BCC_A2,A;0) 1 1000; 6000 N !\nPARAMETER TC(BCC_A2,A;0) 1 300; 6000 N !\n"
+                                      "PARAMETER NT(BCC_A2,A;0) 1 200; 6000 N !\nPARAMETER BMAGN(BCC_A2,A;0) 1 1; 6000 N !\n");
+        ASSERT_TRUE(l.ok);
+        if (*c.why) {
+            kit::ExpectRefused(*l.db, "BCC_A2", c.why);
+        } else {
+            EXPECT_TRUE(PhaseEvaluator(*l.db, l.db->findPhase("BCC_A2")).evaluable()) << c.typeDefinition;
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Reader, Selection,
-    ::testing::Values(
-        SelectionCase{"FactorZero", "TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC 0 0.37 !", true, ""},
-        SelectionCase{"ClassicFactor", "TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC -1 0.4 !", false,
-                      "NT (Neel temperature) parameters with the classic magnetic model (factor -1)"},
-        SelectionCase{"NoMagneticModel", "", false,
-                      "NT (Neel temperature) parameters without a magnetic type definition of factor 0"}),
-    [](const ::testing::TestParamInfo<SelectionCase>& i) { return std::string(i.param.name); });
 
 }  // namespace
