@@ -6,16 +6,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <functional>
-#include <limits>
 #include <vector>
 
 #include "include/thermkernel.h"
 
 namespace {
 
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
 const double R = 8.3145;  // J/(mol K), the ideal-mixing constant
 const double P0 = 101325.0;
 

@@ -3,11 +3,6 @@
 // process shows (exit codes, the streams kept apart, progress on a terminal).
 #include <gtest/gtest.h>
 
-#include <QByteArray>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -30,30 +25,6 @@ using namespace thermfn;
 using namespace clitest;
 
 namespace {
-
-// The tool's JSON, read with Qt's strict parser; a document that does not
-// parse fails the test.
-struct Json
-{
-    QJsonValue v;
-    Json operator[](size_t i) const { return {v.toArray().at(static_cast<int>(i))}; }
-    Json at(const char* key) const
-    {
-        EXPECT_TRUE(v.toObject().contains(key)) << key;
-        return {v.toObject().value(key)};
-    }
-    size_t size() const { return static_cast<size_t>(v.isArray() ? v.toArray().size() : v.toObject().size()); }
-    double num() const { return v.toDouble(); }
-    std::string text() const { return v.toString().toStdString(); }
-};
-
-Json parseJson(const std::string& text)
-{
-    QJsonParseError error;
-    QJsonDocument doc = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
-    EXPECT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString() << " in " << text;
-    return {doc.isArray() ? QJsonValue(doc.array()) : QJsonValue(doc.object())};
-}
 
 // Runs the binary in this process with standard output in outPath and, unless
 // errPath is empty, standard error in errPath and standard input from /dev/null.

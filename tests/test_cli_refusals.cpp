@@ -29,59 +29,40 @@ const char* const kRanges =
     "CONSTITUENT P :A: !\n"
     "PARAMETER G(P,A;0) 1 OUTER; 4000 N !\n";
 
-// Nothing is printed for a refused request; what is printed for an accepted
-// one holds out.  The runs that are not refused read the whole file, so the
-// reader's summary of BROKEN ("1 errors") is on standard error.
+// The runs that are not refused read the whole file, so the reader's summary
+// of BROKEN ("1 errors") is on standard error.
 TEST(Refusals, ExitWithTheCodeAndSayWhy)
 {
-    struct Case
-    {
-        const char* name;
-        std::vector<std::string> args;
-        int code;
-        const char* err;
-        const char* out;
-    };
     const std::string r = tempFile("ranges.tdb", kRanges), crFe = clitest::kCrFe;
-    const Case cases[] = {
-        {"directory", {"phases", "/tmp"}, kExitUsage, "no database found at /tmp: it is a directory", ""},
-        {"empty file", {"phases", tempFile("empty.tdb", "")}, kExitUsage, "no database found in", ""},
+    clitest::expectRuns({
+        {"directory", {"phases", "/tmp"}, kExitUsage, {"no database found at /tmp: it is a directory"}, {}},
+        {"empty file", {"phases", tempFile("empty.tdb", "")}, kExitUsage, {"no database found in"}, {}},
         {"only comments", {"list", tempFile("comments.tdb", "$ nothing but a comment\n\n")}, kExitUsage,
-         "holds no ELEMENT, SPECIES", ""},
-        {"/dev/null", {"phases", "/dev/null"}, kExitUsage, "no database found in /dev/null", ""},
+         {"holds no ELEMENT, SPECIES"}, {}},
+        {"/dev/null", {"phases", "/dev/null"}, kExitUsage, {"no database found in /dev/null"}, {}},
         {"unknown function", {"function", r, "GHSERNI", "--T", "300"}, kExitUsage,
-         "unknown function GHSERNI; expected a FUNCTION of the database (INNER, OUTER", ""},
-        {"unknown phase", {"list", r, "--phase", "SIGMA"}, kExitUsage, "unknown phase SIGMA; expected one of P", ""},
-        {"bench, unknown phase", {"bench", crFe, "--phase", "NOPE", "--points", "10"}, kExitUsage, "NOPE", ""},
+         {"unknown function GHSERNI; expected a FUNCTION of the database (INNER, OUTER"}, {}},
+        {"unknown phase", {"list", r, "--phase", "SIGMA"}, kExitUsage, {"unknown phase SIGMA; expected one of P"}, {}},
+        {"bench, unknown phase", {"bench", crFe, "--phase", "NOPE", "--points", "10"}, kExitUsage, {"NOPE"}, {}},
         {"bench below the limits", {"bench", crFe, "--phase", "BCC_A2", "--points", "10", "--vary-T", "100:900"},
-         kExitUsage, "temperature 100 K is outside the database's limits", ""},
+         kExitUsage, {"temperature 100 K is outside the database's limits"}, {}},
         {"function above its ranges", {"function", r, "INNER", "--T", "1000:3000:1000"}, kExitFailure,
-         "FUNCTION INNER has no value: T = 3000 K is outside the temperature ranges of FUNCTION INNER (1 to 2000 K)",
-         ""},
+         {"FUNCTION INNER has no value: T = 3000 K is outside the temperature ranges of FUNCTION INNER (1 to 2000 K)"},
+         {}},
         {"function reads one outside its ranges", {"function", r, "OUTER", "--T", "3000"}, kExitFailure,
-         "FUNCTION OUTER has no value: T = 3000 K is outside the temperature ranges of FUNCTION INNER", ""},
+         {"FUNCTION OUTER has no value: T = 3000 K is outside the temperature ranges of FUNCTION INNER"}, {}},
         {"function the reader could not take", {"function", r, "BROKEN", "--T", "300"}, kExitFailure,
-         "FUNCTION BROKEN has no temperature ranges (the reader could not take it)", ""},
+         {"FUNCTION BROKEN has no temperature ranges (the reader could not take it)"}, {}},
         {"function reads one the reader could not take", {"function", r, "USESBROKEN", "--T", "300"}, kExitFailure,
-         "FUNCTION USESBROKEN has no value: FUNCTION BROKEN has no temperature ranges", ""},
+         {"FUNCTION USESBROKEN has no value: FUNCTION BROKEN has no temperature ranges"}, {}},
         // below the default limits but inside their own ranges: values, by hand
-        {"function in its ranges", {"function", r, "OWN", "--T", "2", "--T", "2500", "--csv"}, 0, "1 errors",
-         "OWN,2,101325,5,0,0,0\nOWN,2500,101325,7,0,0,0\n"},
-        {"function reads one in its ranges", {"function", r, "OUTER", "--T", "100", "--csv"}, 0, "1 errors",
-         "OUTER,100,101325,400,2,0,0\n"},  // 2*(100+T)
-        {"phase in its ranges", {"eval", r, "--phase", "P", "--T", "100", "--y", "A=1", "--json"}, 0, "1 errors",
-         "\"G\":400,"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const clitest::ToolRun run = clitest::tool(c.args);
-        EXPECT_EQ(run.code, c.code) << run.err;
-        EXPECT_TRUE(has(run.err, c.err)) << run.err;
-        if (c.code != 0) {
-            EXPECT_EQ(run.out, "");
-        }
-        EXPECT_TRUE(has(run.out, c.out)) << run.out;
-    }
+        {"function in its ranges", {"function", r, "OWN", "--T", "2", "--T", "2500", "--csv"}, 0, {"1 errors"},
+         {"OWN,2,101325,5,0,0,0\nOWN,2500,101325,7,0,0,0\n"}},
+        {"function reads one in its ranges", {"function", r, "OUTER", "--T", "100", "--csv"}, 0, {"1 errors"},
+         {"OUTER,100,101325,400,2,0,0\n"}},  // 2*(100+T)
+        {"phase in its ranges", {"eval", r, "--phase", "P", "--T", "100", "--y", "A=1", "--json"}, 0, {"1 errors"},
+         {"\"G\":400,"}},
+    });
 }
 
 // A stream that refuses every byte, as a full disk does.

@@ -1,14 +1,18 @@
 // Running the thermfn tool inside a test program: in process through
 // thermfn::run with standard output and error kept apart, database files
 // written to the test's temporary folder, and the pieces of its output a
-// test reads back (lines, a CSV column).
+// test reads back (lines, JSON).
 #ifndef TESTS_SUPPORT_CLITESTKIT_H
 #define TESTS_SUPPORT_CLITESTKIT_H
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cmath>
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -72,20 +76,53 @@ inline std::vector<std::string> lines(const std::string& text)
     return out;
 }
 
-// The value in the named column of the first data row of --csv output.
-inline double csvValue(const std::string& csv, const std::string& column)
+// The tool's JSON, read with Qt's strict parser; a document that does not
+// parse fails the test.
+struct Json
 {
-    const std::vector<std::string> rows = lines(csv);
-    std::vector<std::string> names, values;
-    if (rows.size() > 1) {
-        std::istringstream h(rows[0]), r(rows[1]);
-        for (std::string f; std::getline(h, f, ',');) names.push_back(f);
-        for (std::string f; std::getline(r, f, ',');) values.push_back(f);
+    QJsonValue v;
+    Json operator[](size_t i) const { return {v.toArray().at(static_cast<int>(i))}; }
+    Json at(const char* key) const
+    {
+        EXPECT_TRUE(v.toObject().contains(key)) << key;
+        return {v.toObject().value(key)};
     }
-    for (size_t i = 0; i < names.size() && i < values.size(); ++i)
-        if (names[i] == column) return std::stod(values[i]);
-    ADD_FAILURE() << "no column " << column << " in\n" << csv;
-    return NAN;
+    size_t size() const { return static_cast<size_t>(v.isArray() ? v.toArray().size() : v.toObject().size()); }
+    double num() const { return v.toDouble(); }
+    std::string text() const { return v.toString().toStdString(); }
+};
+
+inline Json parseJson(const std::string& text)
+{
+    QJsonParseError error;
+    QJsonDocument doc = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+    EXPECT_EQ(error.error, QJsonParseError::NoError) << error.errorString().toStdString() << " in " << text;
+    return {doc.isArray() ? QJsonValue(doc.array()) : QJsonValue(doc.object())};
+}
+
+// A run of the tool and what it must give: the exit code and parts of
+// standard error and output.  A failed run given no parts of output must
+// print nothing at all.
+struct Run
+{
+    const char* name;
+    std::vector<std::string> args;
+    int code;
+    std::vector<std::string> err, out;
+};
+
+inline void expectRuns(const std::vector<Run>& runs)
+{
+    for (const Run& c : runs) {
+        SCOPED_TRACE(c.name);
+        const ToolRun r = tool(c.args);
+        EXPECT_EQ(r.code, c.code) << r.err;
+        for (const std::string& part : c.err) EXPECT_TRUE(has(r.err, part)) << r.err;
+        for (const std::string& part : c.out) EXPECT_TRUE(has(r.out, part)) << r.out;
+        if (c.code != 0 && c.out.empty()) {
+            EXPECT_EQ(r.out, "") << "nothing is printed for a refused request";
+        }
+    }
 }
 
 // A call that must throw CliError with the exit code kExitUsage and a
