@@ -3,7 +3,8 @@
 // orders 0 (G), 1 (+gradient), 2 (+Hessian); batched at one temperature,
 // point by point at one temperature, and batched with a temperature per
 // point; and the temperature step alone.  The counter plan_bytes is the heap
-// the plan and its temperature step hold.
+// the plan and its temperature step hold; the label names the block kernels'
+// instruction set.
 //
 //   build-rel/bin/bench_plan --benchmark_filter=...
 #include <benchmark/benchmark.h>
@@ -15,6 +16,7 @@
 
 #include "database/ThermDatabase.h"
 #include "models/PlanEvaluator.h"
+#include "models/PlanInstructionSet.h"
 #include "tdb/TdbReader.h"
 
 namespace {
@@ -115,6 +117,7 @@ void Run(benchmark::State& state, const std::string& file, const std::string& ph
     }
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * (mode == kStep ? 1 : static_cast<int64_t>(kPoints)));
     state.counters["plan_bytes"] = static_cast<double>(c.ev[0]->planBytes());
+    state.SetLabel(PlanInstructionSetName());  // the block kernels batches ran on (THERM_PLAN_BASELINE=1: baseline)
 }
 
 void Args(benchmark::internal::Benchmark* b)

@@ -176,6 +176,12 @@ private:
     };
 
     void temperatureChanged();
+    // The block kernels exist twice: for the baseline instruction set and,
+    // where the compiler can target it, for AVX2 (EvaluationPlanAvx2.cpp),
+    // taken when the processor has it (PlanInstructionSet.h).  Both do the
+    // same operations in the same order, without contraction into fused
+    // multiply-adds, so they give the same bits.
+    enum class Isa : uint8_t { kBaseline, kAvx2 };
     // Temperatures and coefficients of the lanes a kernel runs over: one
     // lane (a point) or kLanes.
     struct LaneState
@@ -185,22 +191,25 @@ private:
         const double* RT;
         const double* coef;  //!< value, dT, dTT of coefficient c in lane j at coef[(3c + d)*lanes + j]
     };
-    template <int Order, int L>
+    template <Isa I>
+    void evaluateLaneBlock(const LaneState& at, const double* y, int order, double* G, double* grad, double* hess);
+    void evaluateBlockAvx2(const LaneState& at, const double* y, int order, double* G, double* grad, double* hess);
+    template <Isa I, int Order, int L>
     void evaluateLanes(const LaneState& at, const double* y, size_t stride, double* G, double* grad, double* hess);
-    template <int Order, int L>
+    template <Isa I, int Order, int L>
     void evaluateGroups(Target target, const double* coef, const double* y, size_t stride, double* value,
                         double* grad, double* hess, int tIndex, size_t ttOffset) const;
-    template <int Order, int M, bool Paired, int L>
+    template <Isa I, int Order, int M, bool Paired, int L>
     void evaluateSeries(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
                         double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,
                         size_t ttOffset) const;
-    template <int Order, int M, int L>
+    template <Isa I, int Order, int M, int L>
     void evaluateMuggianu(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
                           double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,
                           size_t ttOffset) const;
     void evaluateGroup(const Group& g, const double* c, size_t cs, const double* y, size_t stride, int order,
                        double& value, double* grad, double* hess, size_t os, int tIndex, size_t ttOffset) const;
-    template <int Order, int L>
+    template <Isa I, int Order, int L>
     void addMagnetic(const LaneState& at, const double* __restrict TC, const double* __restrict beta,
                      double* __restrict G, double* __restrict grad, double* __restrict hess);
     template <int Order>

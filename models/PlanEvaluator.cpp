@@ -261,11 +261,18 @@ bool PlanEvaluator::runBlock(const double* T, const double* y, size_t count, siz
     }
     if (lanes) {
         plan_.evaluateBlock(by, order, bG, bg, bh);
-        for (size_t j = 0; j < b; ++j) G[p0 + j] = bG[j];
-        if (order >= 1)
-            for (size_t r = 0; r < dim; ++r) std::copy(bg + r * L, bg + r * L + b, grad + r * count + p0);
-        if (order >= 2)
-            for (size_t k = 0; k < packed; ++k) std::copy(bh + k * L, bh + k * L + b, hess + k * count + p0);
+        // a whole block copies kBlock values a row, a size the compiler moves inline
+        auto rows = [&](const double* from, double* to, size_t stride, size_t rowCount) {
+            if (b == L) {
+                for (size_t r = 0; r < rowCount; ++r)
+                    for (size_t j = 0; j < L; ++j) to[r * stride + p0 + j] = from[r * L + j];
+            } else {
+                for (size_t r = 0; r < rowCount; ++r) std::copy(from + r * L, from + r * L + b, to + r * stride + p0);
+            }
+        };
+        rows(bG, G, count, 1);
+        if (order >= 1) rows(bg, grad, count, dim);
+        if (order >= 2) rows(bh, hess, count, packed);
         return true;
     }
     for (size_t j = 0; j < b; ++j) G[p0 + j] = bG[j];
