@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <ostream>
 #include <string>
 
 #include "support/PhaseTestKit.h"
@@ -23,175 +22,103 @@ double G(double T, int k)
     }
 }
 
-struct Arrays
+// Every derivative f->Calc adds into its phase's arrays (gradient, Hessian
+// with the third T derivative on the reserved diagonal slot, and for G the T
+// derivative of the site-fraction block) against differences of its value
+// m_dAktVal_F and of the arrays themselves, at T0 and the phase's fractions.
+void CheckCalc(kit::SmallPhase& sp, TThermFkt* f, double T0)
 {
-    myCArray<double, double>* grad;
-    CVxMatrix* hess;
-    CVxMatrix* hessGT;  // null for TC and BMAGN
-};
-
-Arrays ArraysFor(CVxPhase& ph, int nType, bool bDo)
-{
-    if (nType == 10) return {bDo ? &ph.m_do_GradTC : &ph.m_GradTC, bDo ? &ph.m_do_HessTC : &ph.m_HessTC, nullptr};
-    if (nType == 20)
-        return {bDo ? &ph.m_do_GradBMAGN : &ph.m_GradBMAGN, bDo ? &ph.m_do_HessBMAGN : &ph.m_HessBMAGN, nullptr};
-    return {bDo ? &ph.m_do_GradG : &ph.m_GradG, bDo ? &ph.m_do_HessG : &ph.m_HessG,
-            bDo ? &ph.m_do_HessGT : &ph.m_HessGT};
-}
-
-class CalcCheck
-{
-public:
-    CalcCheck(kit::SmallPhase& sp, TThermFkt* f, double T) : sp_(sp), f_(f), T_(T)
-    {
-        bDo_ = f->m_pFktData->m_bDoSet != 0;
-        arr_ = ArraysFor(sp.phase, f->m_pFktData->m_nFktType, bDo_);
-        nVar_ = bDo_ ? sp.phase.m_nDoVarCount : sp.phase.m_nVarCount;
-    }
-    double& Y(int v) { return bDo_ ? sp_.phase.m_DoY[v] : sp_.phase.m_Y[v]; }
-    void Run(double T, int nDeriv)
-    {
-        sp_.phase.ZeroResults();
-        f_->m_dValue = G(T, 0);
-        f_->m_dValueT = G(T, 1);
-        f_->m_dValueTT = G(T, 2);
-        f_->m_dValueTTT = G(T, 3);
-        f_->Calc(nDeriv, 1.0);
-    }
-    double Value(double T)
-    {
-        Run(T, 0);
-        return f_->m_dAktVal_F;
-    }
-    // Gradient entry r (a variable or the temperature position) after a first-order call.
-    double Grad(double T, int r)
-    {
-        Run(T, 1);
-        return arr_.grad->ElementAt(r);
-    }
-
-    void CheckAll()
-    {
-        const int tp = sp_.phase.m_nTPos;
-        const double hy = 1e-4, hT = 1e-2;
-        Run(T_, 2);
-        std::vector<double> grad(arr_.grad->m_pData, arr_.grad->m_pData + arr_.grad->m_nSize);
-        CVxMatrix& H = *arr_.hess;
-        const int dim = H.GetDimension();
-        std::vector<double> hess(H.m_Data.m_pData, H.m_Data.m_pData + dim * dim);
-        std::vector<double> hessGT;
-        if (arr_.hessGT) hessGT.assign(arr_.hessGT->m_Data.m_pData, arr_.hessGT->m_Data.m_pData + dim * dim);
-        const double tol = 1e-6 * (1.0 + std::fabs(G(T_, 0)));
-        auto h = [&](int r, int c) { return hess[static_cast<size_t>(r * dim + c)]; };
-
-        // first derivatives
-        for (int v = 0; v < nVar_; ++v) {
-            double y0 = Y(v);
-            auto val = [&](double y) {
-                Y(v) = y;
-                double r = Value(T_);
-                Y(v) = y0;
-                return r;
-            };
-            EXPECT_NEAR(grad[v], kit::Derivative5(val, y0, hy), tol) << "dF/dy at " << v;
-        }
-        EXPECT_NEAR(grad[tp], kit::Derivative5([&](double T) { return Value(T); }, T_, hT), tol) << "dF/dT";
-
-        // second derivatives: columns of variables from differences of the gradient
-        for (int c = 0; c < nVar_; ++c) {
-            double y0 = Y(c);
-            for (int r = 0; r <= tp; ++r) {
-                if (r >= nVar_ && r != tp) continue;
-                auto g = [&](double y) {
-                    Y(c) = y;
-                    double res = Grad(T_, r);
-                    Y(c) = y0;
-                    return res;
-                };
-                double fd = kit::Derivative5(g, y0, hy);
-                EXPECT_NEAR(h(r, c), fd, tol) << "d2F at (" << r << "," << c << ")";
-                EXPECT_NEAR(h(c, r), fd, tol) << "symmetry at (" << c << "," << r << ")";
-            }
-        }
-        EXPECT_NEAR(h(tp, tp), kit::Derivative5([&](double T) { return Grad(T, tp); }, T_, hT), tol) << "d2F/dT2";
-        // third temperature derivative on the reserved diagonal slot
-        auto hTT = [&](double T) {
-            Run(T, 2);
-            return H(tp, tp);
+    CVxPhase& ph = sp.phase;
+    const bool bDo = f->m_pFktData->m_bDoSet != 0;
+    const int nType = f->m_pFktData->m_nFktType, tp = ph.m_nTPos, nVar = bDo ? ph.m_nDoVarCount : ph.m_nVarCount;
+    myCArray<double, double>& gradArr = nType == 10   ? (bDo ? ph.m_do_GradTC : ph.m_GradTC)
+                                        : nType == 20 ? (bDo ? ph.m_do_GradBMAGN : ph.m_GradBMAGN)
+                                                      : (bDo ? ph.m_do_GradG : ph.m_GradG);
+    CVxMatrix& H = nType == 10   ? (bDo ? ph.m_do_HessTC : ph.m_HessTC)
+                   : nType == 20 ? (bDo ? ph.m_do_HessBMAGN : ph.m_HessBMAGN)
+                                 : (bDo ? ph.m_do_HessG : ph.m_HessG);
+    CVxMatrix* HGT = nType == 10 || nType == 20 ? nullptr : bDo ? &ph.m_do_HessGT : &ph.m_HessGT;
+    auto Y = [&](int v) -> double& { return bDo ? ph.m_DoY[v] : ph.m_Y[v]; };
+    auto run = [&](double T, int nDeriv) {
+        ph.ZeroResults();
+        f->m_dValue = G(T, 0);
+        f->m_dValueT = G(T, 1);
+        f->m_dValueTT = G(T, 2);
+        f->m_dValueTTT = G(T, 3);
+        f->Calc(nDeriv, 1.0);
+    };
+    auto value = [&](double T) { return run(T, 0), f->m_dAktVal_F; };
+    auto gradAt = [&](double T, int r) { return run(T, 1), gradArr.ElementAt(r); };
+    // a function of y_v at T0, the fraction put back afterwards
+    auto alongY = [&](int v, auto fn) {
+        return [&, v, fn](double y) {
+            const double y0 = Y(v);
+            Y(v) = y;
+            const double r = fn();
+            Y(v) = y0;
+            return r;
         };
-        EXPECT_NEAR(h(tp + 1, tp + 1), kit::Derivative5(hTT, T_, hT), tol) << "d3F/dT3";
-        // temperature derivative of the site-fraction block
-        if (arr_.hessGT) {
-            for (int r = 0; r < nVar_; ++r)
-                for (int c = 0; c < nVar_; ++c) {
-                    auto hrc = [&](double T) {
-                        Run(T, 2);
-                        return H(r, c);
-                    };
-                    EXPECT_NEAR(hessGT[static_cast<size_t>(r * dim + c)], kit::Derivative5(hrc, T_, hT), tol)
-                        << "d3F/dy dy dT at (" << r << "," << c << ")";
-                }
+    };
+
+    const double hy = 1e-4, hT = 1e-2;
+    run(T0, 2);
+    const std::vector<double> grad(gradArr.m_pData, gradArr.m_pData + gradArr.m_nSize);
+    const int dim = H.GetDimension();
+    const std::vector<double> hess(H.m_Data.m_pData, H.m_Data.m_pData + dim * dim);
+    std::vector<double> hessGT;
+    if (HGT) hessGT.assign(HGT->m_Data.m_pData, HGT->m_Data.m_pData + dim * dim);
+    const double tol = 1e-6 * (1.0 + std::fabs(G(T0, 0)));
+    auto h = [&](int r, int c) { return hess[static_cast<size_t>(r * dim + c)]; };
+
+    for (int v = 0; v < nVar; ++v)
+        EXPECT_NEAR(grad[v], kit::Derivative5(alongY(v, [&] { return value(T0); }), Y(v), hy), tol) << "dF/dy at " << v;
+    EXPECT_NEAR(grad[tp], kit::Derivative5(value, T0, hT), tol) << "dF/dT";
+    // second derivatives: columns of variables from differences of the gradient
+    for (int c = 0; c < nVar; ++c)
+        for (int r = 0; r <= tp; ++r) {
+            if (r >= nVar && r != tp) continue;
+            const double fd = kit::Derivative5(alongY(c, [&, r] { return gradAt(T0, r); }), Y(c), hy);
+            EXPECT_NEAR(h(r, c), fd, tol) << "d2F at (" << r << "," << c << ")";
+            EXPECT_NEAR(h(c, r), fd, tol) << "symmetry at (" << c << "," << r << ")";
         }
+    EXPECT_NEAR(h(tp, tp), kit::Derivative5([&](double T) { return gradAt(T, tp); }, T0, hT), tol) << "d2F/dT2";
+    auto hessAt = [&](int r, int c) { return [&, r, c](double T) { return run(T, 2), H(r, c); }; };
+    EXPECT_NEAR(h(tp + 1, tp + 1), kit::Derivative5(hessAt(tp, tp), T0, hT), tol) << "d3F/dT3";
+    for (int r = 0; HGT && r < nVar; ++r)
+        for (int c = 0; c < nVar; ++c)
+            EXPECT_NEAR(hessGT[static_cast<size_t>(r * dim + c)], kit::Derivative5(hessAt(r, c), T0, hT), tol)
+                << "d3F/dy dy dT at (" << r << "," << c << ")";
+}
+
+TEST(CalcDerivatives, MatchFiniteDifferencesForEveryFamily)
+{
+    const struct
+    {
+        const char* text;
+        int nType, nOrder;
+        bool bDo;
+    } cases[] = {{"A:D", 0, 0, false},      // end member, two sublattices
+                 {"A,B:D", 0, 0, false},    // regular interaction of order 0
+                 {"A,B:D", 0, 1, false},    // order 1
+                 {"B,C:E", 0, 2, false},    // order 2
+                 {"A,C:VA", 0, 3, false},   // order 3
+                 {"A,B:*", 0, 1, false},    // wildcard entry gives factor 1, no derivative
+                 {"A,B,C:D", 0, 0, false},  // regular ternary
+                 {"A,B:D", 10, 1, false},   // Curie temperature arrays
+                 {"C:D,E", 20, 2, false},   // magnetic-moment arrays
+                 {"A,B", 0, 1, true},       // do_ set
+                 {"A,B,C", 0, 0, true},     // regular ternary in the do_ set
+                 {"A,B:D", 3, 1, false}};   // IS with a constant power factor
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.text) + " type " + std::to_string(c.nType) + " order " + std::to_string(c.nOrder) +
+                     (c.bDo ? " do-set" : ""));
+        kit::SmallPhase sp;
+        int nLink = 0;
+        TThermFkt* f = sp.Add(c.text, c.nType, c.nOrder, c.bDo, &nLink);
+        ASSERT_GT(nLink, 0);
+        CheckCalc(sp, f, 850.0);
     }
-
-private:
-    kit::SmallPhase& sp_;
-    TThermFkt* f_;
-    double T_;
-    bool bDo_;
-    Arrays arr_;
-    int nVar_;
-};
-
-struct Case
-{
-    const char* text;
-    int nType;
-    int nOrder;
-    bool bDo;
-};
-
-// What gtest shows of a case in listings and failures, instead of its bytes.
-void PrintTo(const Case& c, std::ostream* os)
-{
-    *os << '"' << c.text << "\" type " << c.nType << " order " << c.nOrder << (c.bDo ? " do-set" : "");
 }
-
-using CalcDerivatives = ::testing::TestWithParam<Case>;
-
-TEST_P(CalcDerivatives, MatchFiniteDifferences)
-{
-    const Case c = GetParam();
-    kit::SmallPhase sp;
-    int nLink = 0;
-    TThermFkt* f = sp.Add(c.text, c.nType, c.nOrder, c.bDo, &nLink);
-    ASSERT_GT(nLink, 0) << c.text;
-    CalcCheck(sp, f, 850.0).CheckAll();
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Families, CalcDerivatives,
-    ::testing::Values(Case{"A:D", 0, 0, false},           // end member, two sublattices
-                      Case{"A,B:D", 0, 0, false},         // regular interaction of order 0
-                      Case{"A,B:D", 0, 1, false},         // order 1
-                      Case{"B,C:E", 0, 2, false},         // order 2
-                      Case{"A,C:VA", 0, 3, false},        // order 3
-                      Case{"A,B:*", 0, 1, false},         // wildcard entry gives factor 1, no derivative
-                      Case{"A,B,C:D", 0, 0, false},       // regular ternary
-                      Case{"A,B:D", 10, 1, false},        // Curie temperature arrays
-                      Case{"C:D,E", 20, 2, false},        // magnetic-moment arrays
-                      Case{"A,B", 0, 1, true},            // do_ set
-                      Case{"A,B,C", 0, 0, true},          // regular ternary in the do_ set
-                      Case{"A,B:D", 3, 1, false}),        // IS with a constant power factor
-    // "A,B:D" of type 0, order 1 -> A_B_on_D_type0_order1 (stable across builds)
-    [](const ::testing::TestParamInfo<Case>& info) {
-        std::string name;
-        for (const char* p = info.param.text; *p; ++p)
-            name += *p == ',' ? std::string("_") : *p == ':' ? std::string("_on_") : *p == '*' ? std::string("any")
-                                                                                           : std::string(1, *p);
-        name += "_type" + std::to_string(info.param.nType) + "_order" + std::to_string(info.param.nOrder);
-        return info.param.bDo ? name + "_doset" : name;
-    });
 
 TEST(CalcTernary, NonRegularMembersMatchFiniteDifferences)
 {
@@ -201,7 +128,7 @@ TEST(CalcTernary, NonRegularMembersMatchFiniteDifferences)
     sp.list.SetRegularMode();
     for (int k = 0; k < 3; ++k) {
         ASSERT_EQ(f[k]->m_pFktData->m_bRegular, 0);
-        CalcCheck(sp, f[k], 700.0).CheckAll();
+        CheckCalc(sp, f[k], 700.0);
         // value: P * (y_(p+k) + (1 - yA - yB - yC)/3) * G
         double yA = 0.2, yB = 0.5, yC = 0.3, yE = 0.35;
         double y[] = {yA, yB, yC};
