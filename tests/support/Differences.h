@@ -44,40 +44,6 @@ const double kHy2 = 1e-4, kHT2 = 0.5;
 // carries up to kRounding * scale * sum|w| / prod(h).
 const double kRounding = 20.0 * DBL_EPSILON;
 
-// G (or another property) at x = (y..., T), running the temperature step only
-// when T changed since the last call: steps in y then cost one evaluation.
-class Probe
-{
-public:
-    explicit Probe(PhaseEvaluator& ev, double P) : ev_(ev), P_(P) {}
-    double operator()(const std::vector<double>& x, double PhaseProperties::*what = &PhaseProperties::G)
-    {
-        at(x, 0);
-        return out_.*what;
-    }
-    //! dG/dx_k of the evaluator (T last).
-    double gradient(const std::vector<double>& x, int k)
-    {
-        at(x, 1);
-        return k < static_cast<int>(out_.dG_dy.size()) ? out_.dG_dy[static_cast<size_t>(k)] : out_.dG_dT;
-    }
-
-private:
-    void at(const std::vector<double>& x, int order)
-    {
-        if (x.back() != lastT_) {
-            ev_.setTemperature(x.back(), P_);
-            lastT_ = x.back();
-        }
-        if (!ev_.evaluate(x.data(), order, out_)) ADD_FAILURE() << "evaluate refused: " << ev_.why();
-    }
-
-    PhaseEvaluator& ev_;
-    double P_;
-    PhaseProperties out_;
-    double lastT_ = std::numeric_limits<double>::quiet_NaN();
-};
-
 // Five-point derivative of f along coordinate i of x, error O(h^4).
 template <class F>
 double D1(F& f, std::vector<double> x, int i, double h)
@@ -149,7 +115,16 @@ inline void CheckAgainstDifferences(ThermDatabase& db, int phaseIndex, double T,
     ASSERT_EQ(static_cast<int>(out.dG_dy.size()), n) << where;
     ASSERT_EQ(static_cast<int>(out.hessian.size()), dim * dim) << where;
 
-    Probe G(ev, P);
+    // Properties at x = (y..., T), the temperature step run only when T
+    // changed since the last call: steps in y then cost one evaluation.
+    PhaseProperties at;
+    double lastT = std::numeric_limits<double>::quiet_NaN();
+    auto probe = [&](const std::vector<double>& x, int order) -> const PhaseProperties& {
+        if (x.back() != lastT) ev.setTemperature(lastT = x.back(), P);
+        if (!ev.evaluate(x.data(), order, at)) ADD_FAILURE() << "evaluate refused: " << ev.why();
+        return at;
+    };
+    auto G = [&](const std::vector<double>& x) { return probe(x, 0).G; };
     std::vector<double> x0 = y;
     x0.push_back(T);
     // scale of the rounding in G: the value itself or the ideal term R*T*(sites), whichever is larger
@@ -182,7 +157,10 @@ inline void CheckAgainstDifferences(ThermDatabase& db, int phaseIndex, double T,
             if (zero(i) && zero(j)) continue;
             if (zero(i) || zero(j)) {
                 const int z = zero(i) ? i : j, k = zero(i) ? j : i;
-                auto gz = [&](const std::vector<double>& x) { return G.gradient(x, z); };
+                auto gz = [&](const std::vector<double>& x) {
+                    const PhaseProperties& p = probe(x, 1);
+                    return z < n ? p.dG_dy[static_cast<size_t>(z)] : p.dG_dT;
+                };
                 const double d = D1(gz, x0, k, h2(k));
                 EXPECT_NEAR(hij, d, 1e-6 * std::fabs(d) + kRounding * scale * kGain1 / h2(k))
                     << where << ": d2G/d" << name(i) << "d" << name(j) << " from the gradient";
@@ -200,7 +178,7 @@ inline void CheckAgainstDifferences(ThermDatabase& db, int phaseIndex, double T,
     ASSERT_GT(N, 0.0) << where;
     EXPECT_NEAR(out.GM * N, out.G, 1e-12 * scale) << where;
     const double gmScale = scale / N;
-    auto GM = [&](const std::vector<double>& x) { return G(x, &PhaseProperties::GM); };
+    auto GM = [&](const std::vector<double>& x) { return probe(x, 0).GM; };
     const double sm = -D1(GM, x0, n, kHT1);
     EXPECT_NEAR(out.SM, sm, 1e-7 * std::fabs(sm) + kRounding * gmScale * kGain1 / kHT1) << where << ": SM";
     const double cp = -T * D2(GM, x0, n, kHT2, n, kHT2);
