@@ -56,37 +56,32 @@ double XiongMagG(double beta, double TC, double NT, double T, double p)
     return R * T * std::log(beta + 1) * (gC + gN);
 }
 
-// One term: its sums (then T) and the partials the model gives.
+// One term at its sums (then T): the partials the model gives and the formula
+// written out; p is the structure factor of the magnetic term.
+enum class Term { Einstein, TwoState, Xiong };
+
 struct TermCase
 {
     const char* name;
+    Term term;
     std::vector<double> x;  // sums, then T
-    double p;               // structure factor (magnetic cases)
-    std::function<void(const std::vector<double>&, double, SumPartials&)> partials;
-    std::function<double(const std::vector<double>&, double)> formula;
+    double p;
 };
 
 void PrintTo(const TermCase& c, std::ostream* os) { *os << c.name; }
 
-TermCase Einstein(const char* name, double lnTheta, double T)
+void Partials(const TermCase& c, const std::vector<double>& x, SumPartials& F)
 {
-    return {name, {lnTheta, T}, 0.0,
-            [](const std::vector<double>& x, double, SumPartials& F) { EinsteinTerm::partials(x[0], x[1], R, F); },
-            [](const std::vector<double>& x, double) { return EinsteinG(x[0], x[1]); }};
+    if (c.term == Term::Einstein) EinsteinTerm::partials(x[0], x[1], R, F);
+    if (c.term == Term::TwoState) TwoStateTerm::partials(x[0], x[1], R, F);
+    if (c.term == Term::Xiong) XiongMagnetic::partials(x[0], x[1], x[2], x[3], c.p, R, F);
 }
-TermCase TwoState(const char* name, double DG, double T)
+
+double Formula(const TermCase& c, const std::vector<double>& x)
 {
-    return {name, {DG, T}, 0.0,
-            [](const std::vector<double>& x, double, SumPartials& F) { TwoStateTerm::partials(x[0], x[1], R, F); },
-            [](const std::vector<double>& x, double) { return TwoStateG(x[0], x[1]); }};
-}
-TermCase Xiong(const char* name, double beta, double TC, double NT, double T, double p)
-{
-    return {name, {beta, TC, NT, T}, p,
-            [](const std::vector<double>& x, double pp, SumPartials& F) {
-                XiongMagnetic::partials(x[0], x[1], x[2], x[3], pp, R, F);
-            },
-            [](const std::vector<double>& x, double pp) { return XiongMagG(x[0], x[1], x[2], x[3], pp); }};
+    return c.term == Term::Einstein   ? EinsteinG(x[0], x[1])
+           : c.term == Term::TwoState ? TwoStateG(x[0], x[1])
+                                      : XiongMagG(x[0], x[1], x[2], x[3], c.p);
 }
 
 using Terms = ::testing::TestWithParam<TermCase>;
@@ -96,8 +91,8 @@ TEST_P(Terms, ValueFollowsTheFormulaAndPartialsFollowDifferences)
     const TermCase& c = GetParam();
     const int dim = static_cast<int>(c.x.size());
     SumPartials F;
-    c.partials(c.x, c.p, F);
-    const double G = c.formula(c.x, c.p);
+    Partials(c, c.x, F);
+    const double G = Formula(c, c.x);
     EXPECT_NEAR(F.value, G, 1e-11 * (1 + std::fabs(G)));
     for (int i = 0; i < dim; ++i) {
         // steps relative to the variable, small enough to stay on one side of tau = 1
@@ -107,7 +102,7 @@ TEST_P(Terms, ValueFollowsTheFormulaAndPartialsFollowDifferences)
                 std::vector<double> x = c.x;
                 x[i] = v;
                 SumPartials Fi;
-                c.partials(x, c.p, Fi);
+                Partials(c, x, Fi);
                 return what(Fi);
             };
         };
@@ -125,15 +120,17 @@ TEST_P(Terms, ValueFollowsTheFormulaAndPartialsFollowDifferences)
 
 INSTANTIATE_TEST_SUITE_P(
     Models, Terms,
-    ::testing::Values(Einstein("EinsteinColdIron", std::log(245.0), 150.0),
-                      Einstein("EinsteinWarm", std::log(245.0), 1000.0),
-                      Einstein("EinsteinSmallTheta", std::log(20.0), 2500.0),
-                      TwoState("TwoStateAboveRT", 20000.0, 1000.0), TwoState("TwoStateAtZero", 0.0, 700.0),
-                      TwoState("TwoStateBelowZero", -8000.0, 1500.0),
-                      Xiong("XiongBelowBoth", 1.7, 1043.0, 600.0, 300.0, 0.37),
-                      Xiong("XiongBetweenCurieAndNeel", 0.8, 1043.0, 600.0, 800.0, 0.25),
-                      Xiong("XiongAboveBoth", 2.2, 300.0, 250.0, 1200.0, 0.25),
-                      Xiong("XiongNegativeNeel", 1.7, 200.0, -200.0, 150.0, 0.25)),
+    ::testing::Values(TermCase{"EinsteinColdIron", Term::Einstein, {std::log(245.0), 150.0}, 0},
+                      TermCase{"EinsteinWarm", Term::Einstein, {std::log(245.0), 1000.0}, 0},
+                      TermCase{"EinsteinSmallTheta", Term::Einstein, {std::log(20.0), 2500.0}, 0},
+                      TermCase{"TwoStateAboveRT", Term::TwoState, {20000.0, 1000.0}, 0},
+                      TermCase{"TwoStateAtZero", Term::TwoState, {0.0, 700.0}, 0},
+                      TermCase{"TwoStateBelowZero", Term::TwoState, {-8000.0, 1500.0}, 0},
+                      // beta, TC, NT, T
+                      TermCase{"XiongBelowBoth", Term::Xiong, {1.7, 1043.0, 600.0, 300.0}, 0.37},
+                      TermCase{"XiongBetweenCurieAndNeel", Term::Xiong, {0.8, 1043.0, 600.0, 800.0}, 0.25},
+                      TermCase{"XiongAboveBoth", Term::Xiong, {2.2, 300.0, 250.0, 1200.0}, 0.25},
+                      TermCase{"XiongNegativeNeel", Term::Xiong, {1.7, 200.0, -200.0, 150.0}, 0.25}),
     [](const ::testing::TestParamInfo<TermCase>& i) { return std::string(i.param.name); });
 
 TEST(TermLimits, TwoStateVanishesFarAboveRTIsMinusRTln2AtZeroAndFollowsDGFarBelow)
