@@ -1,5 +1,6 @@
 // The hot paths leave the heap alone once their results have their size: the
-// kernel's temperature step and composition evaluation, and a point, a batch
+// kernel's composition evaluation of every family of parameters, and (with the
+// temperature step of symbols and parameters on the kernel path) a point, a batch
 // at one temperature and a batch with a temperature per point at every
 // derivative order, on the plan and on the kernel path, on phases with and
 // without magnetic and property terms, partitioned ones, expression trees and
@@ -17,33 +18,6 @@
 #include "support/AllocationCounter.h"
 
 namespace {
-
-TEST(NoAllocation, TemperatureStepOfSymbolsAndParameters)
-{
-    CVxDataMgr dm;
-    for (int i = 0; i < 20; ++i) {
-        TThermFkt* f = dm.AddSymbolFunction(("S" + std::to_string(i)).c_str());
-        TThermTPolynom* p = kit::Piece(200, 1000, -8000 + i, 100, -20, {{1e-3, 2}, {2e5, -1}});
-        kit::AddSymbolTerm(p, (i + 7) % 20, 0.5);  // forward and backward references
-        f->AddPolynom(p);
-        f->AddPolynom(kit::Piece(1000, 6000, -9000, 120, -22, {{1e30, -9}}));
-    }
-    TThermFktMgr params(const_cast<char*>("BCC_A2"), &dm);
-    for (int i = 0; i < 10; ++i) {
-        TThermFkt* f = params.AddFunction(kit::Parameter(dm));
-        TThermTPolynom* p = kit::Piece(200, 6000, 1000.0 * i, 2.0);
-        kit::AddSymbolTerm(p, i, 1.0);
-        f->AddPolynom(p);
-    }
-    const long before = g_nAllocations.load();
-    for (double T = 300; T < 3000; T += 50) {
-        TK.CalcTValues(T);
-        dm.GetSymbolFktMgr()->SaveCalcPTValues(T, 1e5, 2);
-        params.CalcPTValues(T, 1e5, 2);
-    }
-    EXPECT_EQ(g_nAllocations.load() - before, 0);
-    EXPECT_NE(params.GetFuncVal(3, 0), 0.0);  // the pass really evaluated something
-}
 
 TEST(NoAllocation, CompositionEvaluationOfEveryFamily)
 {
