@@ -7,7 +7,6 @@
 #include <QDataStream>
 
 #include <cmath>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -18,6 +17,8 @@
 #include "tdb/TdbTreeParser.h"
 
 namespace {
+
+using Fault = ExpressionTree::Fault;
 
 ExpressionTree Parse(const std::string& text)
 {
@@ -31,7 +32,7 @@ ExpressionTree Parse(const std::string& text)
 
 struct Result
 {
-    ExpressionTree::Fault fault;
+    Fault fault;
     Jet jet;
 };
 
@@ -44,69 +45,50 @@ Result Eval(const ExpressionTree& tree, double T, double P = 1e5)
     return r;
 }
 
-// --- derivatives against central differences ------------------------------
-
-struct DerivativeCase
-{
-    const char* name;
-    const char* expr;
-    double T;
-    double P;
-};
-
-// Cases print by name, not as bytes.
-void PrintTo(const DerivativeCase& c, std::ostream* os) { *os << c.name; }
-
-class TreeDerivatives : public ::testing::TestWithParam<DerivativeCase>
-{
-};
-
 // Each order against the central difference of the order below it, and the
 // pressure derivative against a difference in P: a wrong product or chain
 // rule shows at the order where it is wrong.
-TEST_P(TreeDerivatives, AgreeWithCentralDifferences)
+TEST(TreeDerivatives, AgreeWithCentralDifferences)
 {
-    const DerivativeCase& c = GetParam();
-    ExpressionTree tree = Parse(c.expr);
-    const double h = 1e-3 * c.T;
-    Result mid = Eval(tree, c.T, c.P), up = Eval(tree, c.T + h, c.P), down = Eval(tree, c.T - h, c.P);
-    ASSERT_EQ(mid.fault, ExpressionTree::Fault::None);
+    const struct
+    {
+        const char* expr;
+        double T, P;
+    } cases[] = {
+        {"8.77*T*LN(EXP(155.14*T**(-1))-1.0)", 400.0, 1e5},  // Einstein
+        {"3*T**2.5-T**(-0.5)", 700.0, 1e5},
+        {"SQRT(T)*LN(T)", 900.0, 1e5},
+        {"EXP(T/1000)/(1+T)", 1200.0, 1e5},
+        {"(2*T)**(T/1000)", 800.0, 1e5},
+        {"ABS(500-T)*T", 650.0, 1e5},  // away from its kink
+        {"-(T**(-1))*-(3)-(-(T))", 350.0, 1e5},
+        {"R*T*LN(1E-05*P)", 1000.0, 2e5},
+        {"T*P**0.5+T**2*P", 600.0, 3e5},
+        {"((T+1)*((T-2)*(T+3)))/((T))", 450.0, 1e5},
+    };
     auto close = [](double exact, double diff, double scale) {
         return std::fabs(exact - diff) <= 1e-5 * std::max(std::fabs(exact), scale);
     };
-    const double d1 = (up.jet.v - down.jet.v) / (2 * h);
-    const double d2 = (up.jet.t - down.jet.t) / (2 * h);
-    const double d3 = (up.jet.tt - down.jet.tt) / (2 * h);
-    EXPECT_PRED3(close, mid.jet.t, d1, std::fabs(mid.jet.v) / c.T * 1e-3) << c.expr;
-    EXPECT_PRED3(close, mid.jet.tt, d2, std::fabs(mid.jet.t) / c.T * 1e-3) << c.expr;
-    EXPECT_PRED3(close, mid.jet.ttt, d3, std::fabs(mid.jet.tt) / c.T * 1e-3) << c.expr;
-    const double hp = 1e-4 * c.P;
-    Result pu = Eval(tree, c.T, c.P + hp), pd = Eval(tree, c.T, c.P - hp);
-    EXPECT_PRED3(close, mid.jet.p, (pu.jet.v - pd.jet.v) / (2 * hp), std::fabs(mid.jet.v) / c.P * 1e-3) << c.expr;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.expr);
+        ExpressionTree tree = Parse(c.expr);
+        const double h = 1e-3 * c.T, hp = 1e-4 * c.P;
+        Result mid = Eval(tree, c.T, c.P), up = Eval(tree, c.T + h, c.P), down = Eval(tree, c.T - h, c.P);
+        ASSERT_EQ(mid.fault, Fault::None);
+        EXPECT_PRED3(close, mid.jet.t, (up.jet.v - down.jet.v) / (2 * h), std::fabs(mid.jet.v) / c.T * 1e-3);
+        EXPECT_PRED3(close, mid.jet.tt, (up.jet.t - down.jet.t) / (2 * h), std::fabs(mid.jet.t) / c.T * 1e-3);
+        EXPECT_PRED3(close, mid.jet.ttt, (up.jet.tt - down.jet.tt) / (2 * h), std::fabs(mid.jet.tt) / c.T * 1e-3);
+        Result pu = Eval(tree, c.T, c.P + hp), pd = Eval(tree, c.T, c.P - hp);
+        EXPECT_PRED3(close, mid.jet.p, (pu.jet.v - pd.jet.v) / (2 * hp), std::fabs(mid.jet.v) / c.P * 1e-3);
+    }
 }
-
-const DerivativeCase kDerivativeCases[] = {
-    {"Einstein", "8.77*T*LN(EXP(155.14*T**(-1))-1.0)", 400.0, 1e5},
-    {"NonIntegerPower", "3*T**2.5-T**(-0.5)", 700.0, 1e5},
-    {"ProductOfSqrtAndLn", "SQRT(T)*LN(T)", 900.0, 1e5},
-    {"Quotient", "EXP(T/1000)/(1+T)", 1200.0, 1e5},
-    {"ExpressionExponent", "(2*T)**(T/1000)", 800.0, 1e5},
-    {"AbsAwayFromItsKink", "ABS(500-T)*T", 650.0, 1e5},
-    {"NestedSigns", "-(T**(-1))*-(3)-(-(T))", 350.0, 1e5},
-    {"GasPressureTerm", "R*T*LN(1E-05*P)", 1000.0, 2e5},
-    {"PressureTimesT", "T*P**0.5+T**2*P", 600.0, 3e5},
-    {"NestedParentheses", "((T+1)*((T-2)*(T+3)))/((T))", 450.0, 1e5},
-};
-
-INSTANTIATE_TEST_SUITE_P(Cases, TreeDerivatives, ::testing::ValuesIn(kDerivativeCases),
-                         [](const ::testing::TestParamInfo<DerivativeCase>& i) { return std::string(i.param.name); });
 
 // The Einstein function a*T*ln(exp(th/T) - 1) against its closed-form
 // derivatives, with x = th/T and e = exp(x):
 //   G'   = a*ln(e - 1) - a*x*e/(e - 1)
 //   G''  = -a*x^2*e / ((e - 1)^2 * T)          (so Cp = -T*G'' is Einstein's)
 //   G''' from G'' = -(a/T)*q(x), q = x^2*e/(e - 1)^2, dx/dT = -x/T.
-TEST(TreeEinstein, MatchesClosedFormDerivatives)
+TEST(TreeRules, EinsteinMatchesClosedFormDerivatives)
 {
     const double a = 8.77, th = 155.14;
     ExpressionTree tree = Parse("8.77*T*LN(EXP(155.14*T**(-1))-1.0)");
@@ -115,12 +97,12 @@ TEST(TreeEinstein, MatchesClosedFormDerivatives)
         const double G = a * T * std::log(e - 1.0);
         const double G1 = a * std::log(e - 1.0) - a * x * e / (e - 1.0);
         const double G2 = -a * x * x * e / ((e - 1.0) * (e - 1.0) * T);
-        // G2 = -a/T * q(x) with q = x^2 e/(e-1)^2; dG2/dT = a/T^2 * q + (-a/T) * q'(x) * (-x/T)
+        // dG2/dT = a/T^2 * q + (-a/T) * q'(x) * (-x/T)
         const double q = x * x * e / ((e - 1.0) * (e - 1.0));
         const double dq = (2 * x * e + x * x * e) / ((e - 1.0) * (e - 1.0)) - 2 * x * x * e * e / std::pow(e - 1.0, 3);
         const double G3 = a / (T * T) * q + a / T * dq * x / T;
         Result r = Eval(tree, T);
-        ASSERT_EQ(r.fault, ExpressionTree::Fault::None);
+        ASSERT_EQ(r.fault, Fault::None);
         EXPECT_NEAR(r.jet.v, G, 1e-12 * std::fabs(G) + 1e-12) << T;
         EXPECT_NEAR(r.jet.t, G1, 1e-11 * std::fabs(G1) + 1e-12) << T;
         EXPECT_NEAR(r.jet.tt, G2, 1e-10 * std::fabs(G2)) << T;
@@ -129,83 +111,62 @@ TEST(TreeEinstein, MatchesClosedFormDerivatives)
 }
 
 // The rules themselves against hand-computed numbers: f = 2 + 3T + T^2 at
-// T = 1 (f = 6, f' = 5, f'' = 2), g = T^3 at 1 (1, 3, 6, 6).
-TEST(TreeRules, ProductAndChainByHand)
+// T = 1 (f = 6, f' = 5, f'' = 2), g = T^3 at 1 (1, 3, 6, 6); and a negative
+// base to a whole power, which is fine: (T-1000)**3 at 500.
+TEST(TreeRules, ProductChainAndWholePowerByHand)
 {
     const Jet f{6, 5, 2, 0, 0}, g{1, 3, 6, 6, 0};
-    const Jet fg = jet::multiply(f, g);
     // (fg)' = 5*1+6*3, (fg)'' = 2*1+2*5*3+6*6, (fg)''' = 0+3*2*3+3*5*6+6*6
-    EXPECT_DOUBLE_EQ(fg.v, 6);
-    EXPECT_DOUBLE_EQ(fg.t, 23);
-    EXPECT_DOUBLE_EQ(fg.tt, 68);
-    EXPECT_DOUBLE_EQ(fg.ttt, 144);
+    const Jet fg = jet::multiply(f, g);
     // exp(g) at g = 1: e*(3), e*(9 + 6), e*(27 + 3*3*6 + 6)
     const double e = std::exp(1.0);
     const Jet h = jet::chain(g, e, e, e, e);
-    EXPECT_DOUBLE_EQ(h.t, 3 * e);
-    EXPECT_DOUBLE_EQ(h.tt, 15 * e);
-    EXPECT_DOUBLE_EQ(h.ttt, 87 * e);
-}
-
-// --- domain errors ----------------------------------------------------------
-
-struct DomainCase
-{
-    const char* name;
-    const char* expr;
-    double T;
-    ExpressionTree::Fault fault;
-};
-
-// Cases print by name, not as bytes.
-void PrintTo(const DomainCase& c, std::ostream* os) { *os << c.name; }
-
-class TreeDomainErrors : public ::testing::TestWithParam<DomainCase>
-{
-};
-
-TEST_P(TreeDomainErrors, AreReportedNotPropagated)
-{
-    const DomainCase& c = GetParam();
-    Result r = Eval(Parse(c.expr), c.T);
-    EXPECT_EQ(r.fault, c.fault) << c.expr;
-    EXPECT_STRNE(ExpressionTree::faultText(r.fault), "");
-    // a few kelvin away the same expression is fine
-    Result fine = Eval(Parse(c.expr), c.T == 1000.0 ? 300.0 : c.T + 700.0);
-    EXPECT_EQ(fine.fault, ExpressionTree::Fault::None) << c.expr;
-    EXPECT_TRUE(std::isfinite(fine.jet.v) && std::isfinite(fine.jet.ttt));
-}
-
-const DomainCase kDomainCases[] = {
-    {"LnOfNegative", "LN(T-1000)", 500.0, ExpressionTree::Fault::LnOfNonPositive},
-    {"DivisionByZero", "1/(T-500)", 500.0, ExpressionTree::Fault::DivisionByZero},
-    {"SqrtOfNegative", "SQRT(T-900)", 500.0, ExpressionTree::Fault::SqrtOfNegative},
-    {"NegativeBaseToNonInteger", "(T-1000)**0.5", 500.0, ExpressionTree::Fault::PowerOfNegative},
-    {"Overflow", "EXP(T)", 1000.0, ExpressionTree::Fault::NotFinite},
-};
-
-INSTANTIATE_TEST_SUITE_P(Cases, TreeDomainErrors, ::testing::ValuesIn(kDomainCases),
-                         [](const ::testing::TestParamInfo<DomainCase>& i) { return std::string(i.param.name); });
-
-// A negative base to a whole power is fine, with exact derivatives.
-TEST(TreeRules, NegativeBaseToWholePower)
-{
     Result r = Eval(Parse("(T-1000)**3"), 500.0);
-    ASSERT_EQ(r.fault, ExpressionTree::Fault::None);
-    EXPECT_DOUBLE_EQ(r.jet.v, -125e6);
-    EXPECT_DOUBLE_EQ(r.jet.t, 3 * 250000.0);
-    EXPECT_DOUBLE_EQ(r.jet.tt, 6 * -500.0);
-    EXPECT_DOUBLE_EQ(r.jet.ttt, 6.0);
+    ASSERT_EQ(r.fault, Fault::None);
+    const struct
+    {
+        Jet got;
+        double v, t, tt, ttt;
+    } cases[] = {{fg, 6, 23, 68, 144}, {h, e, 3 * e, 15 * e, 87 * e}, {r.jet, -125e6, 3 * 250000.0, 6 * -500.0, 6.0}};
+    for (const auto& c : cases) {
+        EXPECT_DOUBLE_EQ(c.got.v, c.v);
+        EXPECT_DOUBLE_EQ(c.got.t, c.t);
+        EXPECT_DOUBLE_EQ(c.got.tt, c.tt);
+        EXPECT_DOUBLE_EQ(c.got.ttt, c.ttt);
+    }
 }
 
-// --- written form -------------------------------------------------------------
+TEST(TreeDomainErrors, AreReportedNotPropagated)
+{
+    const struct
+    {
+        const char* expr;
+        double T;
+        Fault fault;
+    } cases[] = {
+        {"LN(T-1000)", 500.0, Fault::LnOfNonPositive},
+        {"1/(T-500)", 500.0, Fault::DivisionByZero},
+        {"SQRT(T-900)", 500.0, Fault::SqrtOfNegative},
+        {"(T-1000)**0.5", 500.0, Fault::PowerOfNegative},  // a negative base to a non-integer
+        {"EXP(T)", 1000.0, Fault::NotFinite},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.expr);
+        Result r = Eval(Parse(c.expr), c.T);
+        EXPECT_EQ(r.fault, c.fault);
+        EXPECT_STRNE(ExpressionTree::faultText(r.fault), "");
+        // a few kelvin away the same expression is fine
+        Result fine = Eval(Parse(c.expr), c.T == 1000.0 ? 300.0 : c.T + 700.0);
+        EXPECT_EQ(fine.fault, Fault::None);
+        EXPECT_TRUE(std::isfinite(fine.jet.v) && std::isfinite(fine.jet.ttt));
+    }
+}
 
 // The database notation of a tree reads back as a tree with the same values.
 TEST(TreeText, ReadsBackToTheSameValues)
 {
-    const char* exprs[] = {"8.77*T*LN(EXP(155.14*T**(-1))-1.0)", "-(T-3)*(T+2)/(T-(4-T))", "2**(T/500)-T**-2",
-                           "SQRT(ABS(T-2000))+1E-05*P*T", "-T**2", "1-(2-(3-T))", "T/(2/T)"};
-    for (const char* e : exprs) {
+    for (const char* e : {"8.77*T*LN(EXP(155.14*T**(-1))-1.0)", "-(T-3)*(T+2)/(T-(4-T))", "2**(T/500)-T**-2",
+                          "SQRT(ABS(T-2000))+1E-05*P*T", "-T**2", "1-(2-(3-T))", "T/(2/T)"}) {
         ExpressionTree a = Parse(e);
         const std::string written = a.text([](int) { return std::string("S"); });
         ExpressionTree b = Parse(written);
@@ -221,16 +182,40 @@ TEST(TreeText, ReadsBackToTheSameValues)
 
 // --- cache records --------------------------------------------------------------
 
+QByteArray Stored(const SymbolExpressions& expressions)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QDataStream out(&buffer);
+    putSymbolExpressions(out, expressions);
+    return bytes;
+}
+
+// Loads the records for a symbol list of that many functions; the error, or "" when they loaded whole.
+std::string LoadError(const QByteArray& data, int symbols, SymbolExpressions& into)
+{
+    ByteReader in(data.constData(), data.constData() + data.size());
+    readSymbolExpressions(in, into, symbols);
+    if (in.ok() && in.left() == 0) return "";
+    return in.error().empty() ? "(bytes left)" : in.error();
+}
+
+SymbolExpressions::TreeSymbol TreeOf(int symbol, ExpressionTree tree, const char* origin = "")
+{
+    SymbolExpressions::TreeSymbol t;
+    t.symbol = symbol;
+    t.tLow = 298.15;
+    t.tHigh = 3000;
+    t.origin = origin;
+    t.tree = std::move(tree);
+    return t;
+}
+
 TEST(TreeArchive, RoundTripAndDamagedRecords)
 {
     SymbolExpressions src;
-    SymbolExpressions::TreeSymbol t;
-    t.symbol = 1;
-    t.tLow = 298.15;
-    t.tHigh = 3000;
-    t.origin = "FUNCTION GCU";
-    t.tree = Parse("8.77*T*LN(EXP(155.14*T**(-1))-1.0)");
-    src.addTree(t);
+    src.addTree(TreeOf(1, Parse("8.77*T*LN(EXP(155.14*T**(-1))-1.0)"), "FUNCTION GCU"));
     SymbolExpressions::FreeSymbol f;
     f.symbol = 0;
     f.name = "VA40";
@@ -238,76 +223,43 @@ TEST(TreeArchive, RoundTripAndDamagedRecords)
     f.value = -12.5;
     f.isSet = true;
     src.addFree(f);
-
-    QByteArray bytes;
-    {
-        QBuffer buffer(&bytes);
-        buffer.open(QIODevice::WriteOnly);
-        QDataStream out(&buffer);
-        putSymbolExpressions(out, src);
-    }
-    auto load = [](const QByteArray& data, int symbols, SymbolExpressions& into, std::string& error) {
-        ByteReader in(data.constData(), data.constData() + data.size());
-        readSymbolExpressions(in, into, symbols);
-        error = in.error();
-        return in.ok() && in.left() == 0;
-    };
+    const QByteArray bytes = Stored(src);
     SymbolExpressions back;
-    std::string error;
-    ASSERT_TRUE(load(bytes, 2, back, error)) << error;
+    ASSERT_EQ(LoadError(bytes, 2, back), "");
     ASSERT_EQ(back.trees().size(), 1u);
     EXPECT_EQ(back.trees()[0].origin, "FUNCTION GCU");
     EXPECT_EQ(back.trees()[0].tHigh, 3000.0);
-    EXPECT_DOUBLE_EQ(Eval(back.trees()[0].tree, 500).jet.ttt, Eval(t.tree, 500).jet.ttt);
+    EXPECT_DOUBLE_EQ(Eval(back.trees()[0].tree, 500).jet.ttt, Eval(src.trees()[0].tree, 500).jet.ttt);
     ASSERT_EQ(back.freeSymbols().size(), 1u);
     EXPECT_EQ(back.freeSymbols()[0].name, "VA40");
     EXPECT_EQ(back.freeSymbols()[0].value, -12.5);
     EXPECT_TRUE(back.freeSymbols()[0].isSet);
 
-    // a symbol outside the list, and an operand that does not precede its node
-    SymbolExpressions small;
-    EXPECT_FALSE(load(bytes, 1, small, error));
-    EXPECT_NE(error.find("symbol of an expression tree 1 outside"), std::string::npos) << error;
-    // a tree reading a symbol that the temperature step has not reached yet
-    SymbolExpressions ahead;
-    SymbolExpressions::TreeSymbol reader;
-    reader.symbol = 0;
-    reader.tLow = 298.15;
-    reader.tHigh = 3000;
-    reader.tree.symbol(1);
-    ahead.addTree(reader);
-    QByteArray aheadBytes;
+    // a tree reading a symbol the temperature step has not reached yet, and
+    // an operand that does not precede its node
+    ExpressionTree ahead, forward;
+    ahead.symbol(1);
+    forward.constant(1.0);
+    forward.binary(ExpressionTree::Op::Add, 0, 5);  // operand 5 does not exist yet
+    SymbolExpressions early, bad;
+    early.addTree(TreeOf(0, ahead));
+    bad.addTree(TreeOf(0, forward));
+    const struct
     {
-        QBuffer buffer(&aheadBytes);
-        buffer.open(QIODevice::WriteOnly);
-        QDataStream out(&buffer);
-        putSymbolExpressions(out, ahead);
+        QByteArray bytes;
+        int symbols;
+        const char* expected;
+    } damaged[] = {{bytes, 1, "symbol of an expression tree 1 outside"},
+                   {Stored(early), 2, "not evaluated before its tree"},
+                   {Stored(bad), 2, "does not precede"}};
+    for (const auto& d : damaged) {
+        SymbolExpressions into;
+        EXPECT_NE(LoadError(d.bytes, d.symbols, into).find(d.expected), std::string::npos) << d.expected;
     }
-    SymbolExpressions early;
-    EXPECT_FALSE(load(aheadBytes, 2, early, error));
-    EXPECT_NE(error.find("not evaluated before its tree"), std::string::npos) << error;
-    SymbolExpressions bad;
-    SymbolExpressions::TreeSymbol forward;
-    forward.symbol = 0;
-    forward.tLow = 298.15;
-    forward.tHigh = 3000;
-    forward.tree.constant(1.0);
-    forward.tree.binary(ExpressionTree::Op::Add, 0, 5);  // operand 5 does not exist yet
-    bad.addTree(forward);
-    QByteArray damaged;
-    {
-        QBuffer buffer(&damaged);
-        buffer.open(QIODevice::WriteOnly);
-        QDataStream out(&buffer);
-        putSymbolExpressions(out, bad);
-    }
-    SymbolExpressions broken;
-    EXPECT_FALSE(load(damaged, 2, broken, error));
-    EXPECT_NE(error.find("does not precede"), std::string::npos) << error;
     // cut short anywhere: a message, never a crash
     for (int n = 0; n < bytes.size(); n += 7) {
         SymbolExpressions cut;
-        EXPECT_FALSE(load(bytes.left(n), 2, cut, error)) << n;
+        EXPECT_NE(LoadError(bytes.left(n), 2, cut), "") << n;
     }
 }
 

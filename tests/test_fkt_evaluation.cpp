@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include "support/KernelTestKit.h"
 
@@ -15,14 +16,11 @@ protected:
     CVxDataMgr dm;
     TThermFktMgr params{const_cast<char*>("FCC_A1"), &dm};
 
-    // function with pieces 300-1000 (value 1 + T) and 1000-6000 (value 2 + 2T)
-    TThermFkt* TwoRanges(bool bDescending = false)
+    // A function of the given pieces (low, high, A, B) in list order.
+    TThermFkt* Ranges(std::initializer_list<std::vector<double>> pieces)
     {
         TThermFkt* f = params.AddFunction(kit::Parameter(dm));
-        TThermTPolynom* lo = kit::Piece(300, 1000, 1.0, 1.0);
-        TThermTPolynom* hi = kit::Piece(1000, 6000, 2.0, 2.0);
-        f->AddPolynom(bDescending ? hi : lo);
-        f->AddPolynom(bDescending ? lo : hi);
+        for (const auto& p : pieces) f->AddPolynom(kit::Piece(p[0], p[1], p[2], p[3]));
         return f;
     }
     void Eval(TThermFkt* f, double T, int nLevel = 2)
@@ -32,55 +30,48 @@ protected:
     }
 };
 
+// Pieces 300-1000 (1 + T) and 1000-6000 (2 + 2T): the first piece whose upper
+// limit is not below T, zeros and no piece outside every range and in gaps.
 TEST_F(EvalTest, RangeSearchPicksFirstUpperLimitNotBelowT)
 {
-    TThermFkt* f = TwoRanges();
+    TThermFkt* f = Ranges({{300, 1000, 1, 1}, {1000, 6000, 2, 2}});
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const struct
+    {
+        double T, value;
+        int polyIndex, piece;  // polyIndex 0: not looked at; piece -1: none
+    } cases[] = {{1000, 1001, 1, 0}, {2000, 4002, 2, 1}, {200, 0, 1, -1}, {7000, 0, 2, -1}, {nan, 0, 0, -1}};
+    for (const auto& c : cases) {
+        Eval(f, c.T);
+        EXPECT_DOUBLE_EQ(f->m_dValue, c.value) << c.T;
+        if (c.polyIndex) {
+            EXPECT_EQ(f->m_nPolyIndex, c.polyIndex) << c.T;
+        }
+        EXPECT_EQ(f->m_pActPoly, c.piece < 0 ? nullptr : dm.m_PolynomArray[f->m_PolyIndex[c.piece]]) << c.T;
+    }
     Eval(f, 1000);
-    EXPECT_DOUBLE_EQ(f->m_dValue, 1001.0);  // common limit: lower piece
-    EXPECT_EQ(f->m_nPolyIndex, 1);
     EXPECT_DOUBLE_EQ(f->m_dAktVal_F, f->m_dValue);
     Eval(f, 2000);
-    EXPECT_DOUBLE_EQ(f->m_dValue, 4002.0);
     EXPECT_DOUBLE_EQ(f->m_dValueT, 2.0);
-    EXPECT_EQ(f->m_nPolyIndex, 2);
-    EXPECT_EQ(f->m_pActPoly, dm.m_PolynomArray[f->m_PolyIndex[1]]);
-    Eval(f, 200);  // below every range
-    EXPECT_EQ(f->m_dValue, 0.0);
-    EXPECT_EQ(f->m_nPolyIndex, 1);
-    EXPECT_EQ(f->m_pActPoly, nullptr);
-    Eval(f, 7000);  // above every range
-    EXPECT_EQ(f->m_dValue, 0.0);
-    EXPECT_EQ(f->m_nPolyIndex, 2);
-    EXPECT_EQ(f->m_pActPoly, nullptr);
-    Eval(f, std::numeric_limits<double>::quiet_NaN());
-    EXPECT_EQ(f->m_dValue, 0.0);
-    EXPECT_EQ(f->m_pActPoly, nullptr);
-}
 
-TEST_F(EvalTest, GapsAndDescendingListsGiveZeros)
-{
-    TThermFkt* f = TwoRanges(true);
-    Eval(f, 500);  // caught by 1000-6000's upper limit, below its lower limit
-    EXPECT_EQ(f->m_dValue, 0.0);
-    EXPECT_EQ(f->m_pActPoly, nullptr);
-    EXPECT_EQ(f->m_nPolyIndex, 1);
-
-    TThermFkt* g = params.AddFunction(kit::Parameter(dm));
-    g->AddPolynom(kit::Piece(300, 800, 5.0));
-    g->AddPolynom(kit::Piece(900, 2000, 6.0));
-    Eval(g, 850);
-    EXPECT_EQ(g->m_dValue, 0.0);
-    Eval(g, 900);
-    EXPECT_EQ(g->m_dValue, 6.0);
-
-    TThermFkt* empty = params.AddFunction(kit::Parameter(dm));
+    TThermFkt* descending = Ranges({{1000, 6000, 2, 2}, {300, 1000, 1, 1}});
+    Eval(descending, 500);  // caught by 1000-6000's upper limit, below its lower limit
+    EXPECT_EQ(descending->m_dValue, 0.0);
+    EXPECT_EQ(descending->m_pActPoly, nullptr);
+    EXPECT_EQ(descending->m_nPolyIndex, 1);
+    TThermFkt* gap = Ranges({{300, 800, 5, 0}, {900, 2000, 6, 0}});
+    Eval(gap, 850);
+    EXPECT_EQ(gap->m_dValue, 0.0);
+    Eval(gap, 900);
+    EXPECT_EQ(gap->m_dValue, 6.0);
+    TThermFkt* empty = Ranges({});
     empty->m_dValue = 3.0;
     Eval(empty, 900);
     EXPECT_EQ(empty->m_dValue, 0.0);
     EXPECT_EQ(empty->m_pActPoly, nullptr);
 }
 
-TEST_F(EvalTest, LevelsComputeOnlyTheirOrders)
+TEST_F(EvalTest, LevelsComputeOnlyTheirOrdersAndDisabledFunctionsGiveZeros)
 {
     TThermFkt* f = params.AddFunction(kit::Parameter(dm));
     f->AddPolynom(kit::Piece(300, 6000, 10.0, 0.0, 0.0, {{1.0, 3}}));  // 10 + T^3
@@ -97,12 +88,7 @@ TEST_F(EvalTest, LevelsComputeOnlyTheirOrders)
     Eval(f, 800, 3);  // not a level: only the search runs
     EXPECT_DOUBLE_EQ(f->m_dValue, 10 + 700.0 * 700 * 700);
     EXPECT_NE(f->m_pActPoly, nullptr);
-}
 
-TEST_F(EvalTest, DisabledFunctionsReportOneAndZeros)
-{
-    TThermFkt* f = TwoRanges();
-    Eval(f, 500);
     f->m_pFktData->m_bDisabled = 1;
     EXPECT_EQ(f->CalcPTValues(500, 1e5, 2), 1);
     EXPECT_EQ(f->m_dValue, 0.0);
@@ -121,10 +107,9 @@ protected:
     TThermFktMgr* sym = dm.GetSymbolFktMgr();
     void SetUp() override
     {
-        TThermFkt* f0 = dm.AddSymbolFunction("F0");
         TThermTPolynom* p0 = kit::Piece(1, 6000, 0.0);
         kit::AddSymbolTerm(p0, 2, 2.0);
-        f0->AddPolynom(p0);
+        dm.AddSymbolFunction("F0")->AddPolynom(p0);
         dm.AddSymbolFunction("F1")->AddPolynom(kit::Piece(1, 6000, 0.0, 1.0));
         dm.AddSymbolFunction("F2")->AddPolynom(kit::Piece(1, 6000, 0.0, 0.0, 0.0, {{1.0, 2}}));
     }
@@ -136,15 +121,15 @@ protected:
         else
             sym->CalcPTValues(T, 1e5, 2);
     }
+    TThermTPolynom* Piece(int i) { return dm.m_PolynomArray[sym->m_FktArray[i]->m_PolyIndex[0]]; }
 };
 
 TEST_F(SymbolTest, OnDemandPassSeesForwardReferencesAtTheNewTemperature)
 {
     Pass(100, true);
     Pass(200, true);
-    EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 0), 2 * 200.0 * 200.0);
-    EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 1), 2 * 2 * 200.0);
-    EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 2), 4.0);
+    EXPECT_EQ((std::vector<double>{sym->GetFuncVal(0, 0), sym->GetFuncVal(0, 1), sym->GetFuncVal(0, 2)}),
+              (std::vector<double>{2 * 200.0 * 200.0, 2 * 2 * 200.0, 4.0}));
     Pass(300, false);  // plain: function 0 still reads F2 of the previous pass
     EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 0), 2 * 200.0 * 200.0);
     EXPECT_DOUBLE_EQ(sym->GetFuncVal(2, 0), 300.0 * 300.0);
@@ -166,29 +151,25 @@ TEST_F(SymbolTest, NameTableFollowsListPositions)
 TEST_F(SymbolTest, MutualAndSelfReferencesTerminateAndReadStoredValues)
 {
     // F1 = 1 + 0.5*F0 + T ; F0 = 2*F2 + F1 (cycle 0 -> 1 -> 0); F2 = T^2 + F2 (self)
-    TThermTPolynom* p0 = dm.m_PolynomArray[sym->m_FktArray[0]->m_PolyIndex[0]];
-    kit::AddSymbolTerm(p0, 1, 1.0);
-    TThermTPolynom* p1 = dm.m_PolynomArray[sym->m_FktArray[1]->m_PolyIndex[0]];
-    p1->m_dA = 1.0;
-    kit::AddSymbolTerm(p1, 0, 0.5);
-    TThermTPolynom* p2 = dm.m_PolynomArray[sym->m_FktArray[2]->m_PolyIndex[0]];
-    kit::AddSymbolTerm(p2, 2, 1.0);
+    kit::AddSymbolTerm(Piece(0), 1, 1.0);
+    Piece(1)->m_dA = 1.0;
+    kit::AddSymbolTerm(Piece(1), 0, 0.5);
+    kit::AddSymbolTerm(Piece(2), 2, 1.0);
     sym->m_FktArray[2]->m_dValue = 7.0;  // previous result that the self-reference reads
     sym->m_FktArray[0]->m_dValue = 11.0;
     TK.CalcTValues(10);
     sym->SaveCalcPTValues(10, 1e5, 0);
-    // on demand while evaluating F0: F2 = 100 + 7, F1 = 1 + 0.5*11 + 10 (old F0)
-    double f2 = 100 + 7.0, f1 = 1 + 0.5 * 11.0 + 10;
-    double f0 = 2 * f2 + f1;
-    EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 0), f0);
+    // on demand while evaluating F0: F2 = 100 + 7, F1 = 1 + 0.5*11 + 10 (old F0);
     // in their own turns F1 reads the new F0 and F2 reads its own new value
+    const double f2 = 100 + 7.0, f1 = 1 + 0.5 * 11.0 + 10, f0 = 2 * f2 + f1;
+    EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 0), f0);
     EXPECT_DOUBLE_EQ(sym->GetFuncVal(1, 0), 1 + 0.5 * f0 + 10);
     EXPECT_DOUBLE_EQ(sym->GetFuncVal(2, 0), 100 + f2);
 }
 
 TEST_F(SymbolTest, ThirdDerivativeComesFromTheLevelTwoStep)
 {
-    dm.m_PolynomArray[sym->m_FktArray[2]->m_PolyIndex[0]]->m_anPowerExp[0] = 4;  // F2 = T^4
+    Piece(2)->m_anPowerExp[0] = 4;  // F2 = T^4
     Pass(5, true);
     EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 3), 2 * 24 * 5.0);
     EXPECT_DOUBLE_EQ(sym->GetFuncVal(0, 4), 0.0);

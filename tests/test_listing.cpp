@@ -95,24 +95,22 @@ TEST(ListingFunction, HeadersOfEveryType)
     g->WriteOutFunktion(two, 2);
     EXPECT_STREQ(two.m_pszBuffer, "298.15 -7000+120*T; 1811 Y \n1811 -9000+130*T; 6000 N ");
 
-    struct
+    const struct
     {
         const char* text;
-        int nType;
-        int nOrder;
+        int nType, nOrder, species;  // species -1: none
         const char* expected;
-    } cases[] = {{"A,B:D", 1, 2, "L(FCC_A1,A,B:D;2)"},   {"A:D", 3, 0, "IS(FCC_A1,A:D;0)"},
-                 {"", 5, 0, "SE(FCC_A1)"},              {"A:D", 10, 0, "TC(FCC_A1,A:D;0)"},
-                 {"A:D", 20, 1, "BMAGN(FCC_A1,A:D;1)"}, {"A:D", 30, 0, "HMVA(FCC_A1,A:D;0)"},
-                 {"A:VA", 54, 0, "VS(FCC_A1;0)"},       {"A:VA", 2, 0, ""}};
-    for (const auto& c : cases) EXPECT_EQ(Listing(sp.Add(c.text, c.nType, c.nOrder), 1), c.expected) << c.nType;
-
-    const int mobility[] = {50, 51, 52, 53, 60};
-    const char* keys[] = {"MQ", "MF", "DQ", "DF", "CR"};
-    for (int i = 0; i < 5; ++i) {
-        TThermFkt* m = sp.Add("A:VA", mobility[i], 0);
-        m->m_pFktData->m_nSpeciesIndex = 0;
-        EXPECT_EQ(Listing(m, 1), std::string(keys[i]) + "(FCC_A1&A,A:VA;0)");
+    } cases[] = {{"A,B:D", 1, 2, -1, "L(FCC_A1,A,B:D;2)"},   {"A:D", 3, 0, -1, "IS(FCC_A1,A:D;0)"},
+                 {"", 5, 0, -1, "SE(FCC_A1)"},              {"A:D", 10, 0, -1, "TC(FCC_A1,A:D;0)"},
+                 {"A:D", 20, 1, -1, "BMAGN(FCC_A1,A:D;1)"}, {"A:D", 30, 0, -1, "HMVA(FCC_A1,A:D;0)"},
+                 {"A:VA", 54, 0, -1, "VS(FCC_A1;0)"},       {"A:VA", 2, 0, -1, ""},
+                 {"A:VA", 50, 0, 0, "MQ(FCC_A1&A,A:VA;0)"}, {"A:VA", 51, 0, 0, "MF(FCC_A1&A,A:VA;0)"},
+                 {"A:VA", 52, 0, 0, "DQ(FCC_A1&A,A:VA;0)"}, {"A:VA", 53, 0, 0, "DF(FCC_A1&A,A:VA;0)"},
+                 {"A:VA", 60, 0, 0, "CR(FCC_A1&A,A:VA;0)"}};
+    for (const auto& c : cases) {
+        TThermFkt* f = sp.Add(c.text, c.nType, c.nOrder);
+        if (c.species >= 0) f->m_pFktData->m_nSpeciesIndex = c.species;
+        EXPECT_EQ(Listing(f, 1), c.expected) << c.nType;
     }
 
     TThermFkt* d = sp.Add("A,B", 0, 1, true);

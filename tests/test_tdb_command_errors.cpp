@@ -15,12 +15,7 @@
 
 namespace {
 
-kit::Loaded ReadCorpus(const std::string& file)
-{
-    kit::Loaded l;
-    l.ok = tdb::readTdbFile(std::string(THERM_TESTS_DIR) + "/corpus/tdb/" + file, *l.db, l.report);
-    return l;
-}
+using kit::ReadCorpus;
 
 struct ErrorCase
 {
@@ -32,13 +27,9 @@ struct ErrorCase
     const char* reason;   //!< part of that phase's reason: the command, its line and the message
 };
 
-void PrintTo(const ErrorCase& c, std::ostream* os) { *os << c.name; }
-
-using CommandErrors = ::testing::TestWithParam<ErrorCase>;
-
-TEST_P(CommandErrors, NameTheirPlaceAndStopThePhasesTheyFeed)
+void Check(const ErrorCase& c)
 {
-    const ErrorCase& c = GetParam();
+    SCOPED_TRACE(c.name);
     kit::Loaded l = ReadCorpus(c.file);
     ASSERT_TRUE(l.ok) << l.diagnostics();
     const tdb::Diagnostic* found = nullptr;
@@ -56,35 +47,37 @@ TEST_P(CommandErrors, NameTheirPlaceAndStopThePhasesTheyFeed)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, CommandErrors,
-    ::testing::Values(
-        ErrorCase{"LastCommandWithoutBang", "unterminated.tdb", 6, 38, "missing '!' at the end of the command", "P",
+TEST(CommandErrors, NameTheirPlaceAndStopThePhasesTheyFeed)
+{
+    const ErrorCase cases[] = {
+        {"LastCommandWithoutBang", "unterminated.tdb", 6, 38, "missing '!' at the end of the command", "P",
                   "PARAMETER at line 6: missing '!'"},
-        ErrorCase{"ParameterWithoutClosingParenthesis", "parameter_missing_paren.tdb", 11, 12,
+        {"ParameterWithoutClosingParenthesis", "parameter_missing_paren.tdb", 11, 12,
                   "missing ')' after the constituents", "P", "PARAMETER L at line 11: missing ')'"},
-        ErrorCase{"CommentHidesTheBang", "comment_hides_bang.tdb", 12, 40,
+        {"CommentHidesTheBang", "comment_hides_bang.tdb", 12, 40,
                   "the '!' at line 12, column 53 is inside a '$' comment", "P", "PARAMETER at line 12: missing '!'"},
-        ErrorCase{"FunctionWithoutBangInTheMiddle", "missing_bang_mid_file.tdb", 12, 31,
+        {"FunctionWithoutBangInTheMiddle", "missing_bang_mid_file.tdb", 12, 31,
                   "missing '!' at the end of the command (the next command starts at line 13)", "P",
                   "PARAMETER G(P,A;0) at line 18: undefined function 'GA'"},
-        ErrorCase{"ParameterWithoutBangInTheMiddle", "missing_bang_mid_file.tdb", 16, 9,
+        {"ParameterWithoutBangInTheMiddle", "missing_bang_mid_file.tdb", 16, 9,
                   "(the next command starts at line 17)", "P", "PARAMETER at line 16: missing '!'"},
-        ErrorCase{"MagneticStructureFactorZero", "magnetic_structure_factor.tdb", 10, 17,
+        {"MagneticStructureFactorZero", "magnetic_structure_factor.tdb", 10, 17,
                   "structure factor p in (0, 1]", "P", "TYPE_DEFINITION at line 10: expected MAGNETIC"},
-        ErrorCase{"MagneticStructureFactorNaN", "magnetic_structure_factor.tdb", 11, 17,
+        {"MagneticStructureFactorNaN", "magnetic_structure_factor.tdb", 11, 17,
                   "structure factor p in (0, 1]", "R", "TYPE_DEFINITION at line 11: expected MAGNETIC"},
-        ErrorCase{"ProductOverflowsThroughTwoFunctions", "constant_overflow.tdb", 16, 21,
+        {"ProductOverflowsThroughTwoFunctions", "constant_overflow.tdb", 16, 21,
                   "the constant arithmetic overflows", "Q",
                   "uses a function that cannot be evaluated: FUNCTION BIG at line 16: the constant arithmetic"},
-        ErrorCase{"SumOverflows", "constant_overflow.tdb", 17, 21, "the constant arithmetic overflows", "P",
+        {"SumOverflows", "constant_overflow.tdb", 17, 21, "the constant arithmetic overflows", "P",
                   "FUNCTION SUM at line 17: the constant arithmetic overflows"},
-        ErrorCase{"QuotientOverflows", "constant_overflow.tdb", 18, 23, "the constant arithmetic overflows", "", ""},
-        ErrorCase{"LiteralOutOfRange", "constant_overflow.tdb", 19, 21, "number out of range", "", ""},
-        ErrorCase{"ParameterDifferenceOverflows", "constant_overflow.tdb", 25, 28,
+        {"QuotientOverflows", "constant_overflow.tdb", 18, 23, "the constant arithmetic overflows", "", ""},
+        {"LiteralOutOfRange", "constant_overflow.tdb", 19, 21, "number out of range", "", ""},
+        {"ParameterDifferenceOverflows", "constant_overflow.tdb", 25, 28,
                   "the constant arithmetic overflows", "R",
-                  "PARAMETER G(R,A;0) at line 25: the constant arithmetic overflows"}),
-    [](const ::testing::TestParamInfo<ErrorCase>& info) { return std::string(info.param.name); });
+                  "PARAMETER G(R,A;0) at line 25: the constant arithmetic overflows"},
+    };
+    for (const ErrorCase& c : cases) Check(c);
+}
 
 // The phases beside a broken command are read in full: their Gibbs energy
 // per mole of formula units against the sum written out by hand.
@@ -98,13 +91,9 @@ struct SurvivorCase
     double G;  //!< J per mole of formula units
 };
 
-void PrintTo(const SurvivorCase& c, std::ostream* os) { *os << c.name; }
-
-using CommandErrorNeighbours = ::testing::TestWithParam<SurvivorCase>;
-
-TEST_P(CommandErrorNeighbours, KeepTheirExactValues)
+void Check(const SurvivorCase& c)
 {
-    const SurvivorCase& c = GetParam();
+    SCOPED_TRACE(c.name);
     kit::Loaded l = ReadCorpus(c.file);
     ASSERT_TRUE(l.ok);
     int index = l.db->findPhase(c.phase);
@@ -119,16 +108,18 @@ TEST_P(CommandErrorNeighbours, KeepTheirExactValues)
 
 const double kR = PhaseEvaluator::kGasConstant;
 
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, CommandErrorNeighbours,
-    ::testing::Values(
-        SurvivorCase{"CommandAfterHiddenBang", "comment_hides_bang.tdb", "Q", {1.0}, 300.0, 3000.0},
+TEST(CommandErrorNeighbours, KeepTheirExactValues)
+{
+    const SurvivorCase cases[] = {
+        {"CommandAfterHiddenBang", "comment_hides_bang.tdb", "Q", {1.0}, 300.0, 3000.0},
         // G(Q,A) = -100, G(Q,B) = GB = 2000, ideal mixing of a half each
-        SurvivorCase{"CommandsAfterMissingBangs", "missing_bang_mid_file.tdb", "Q", {0.5, 0.5}, 1000.0,
+        {"CommandsAfterMissingBangs", "missing_bang_mid_file.tdb", "Q", {0.5, 0.5}, 1000.0,
                      0.5 * -100.0 + 0.5 * 2000.0 + kR * 1000.0 * std::log(0.5)},
-        SurvivorCase{"PhaseWithoutTheBrokenTypeCode", "magnetic_structure_factor.tdb", "S", {1.0}, 500.0, 1000.0},
-        SurvivorCase{"LargeButFiniteProduct", "constant_overflow.tdb", "S", {1.0}, 500.0, 1e300}),
-    [](const ::testing::TestParamInfo<SurvivorCase>& info) { return std::string(info.param.name); });
+        {"PhaseWithoutTheBrokenTypeCode", "magnetic_structure_factor.tdb", "S", {1.0}, 500.0, 1000.0},
+        {"LargeButFiniteProduct", "constant_overflow.tdb", "S", {1.0}, 500.0, 1e300},
+    };
+    for (const SurvivorCase& c : cases) Check(c);
+}
 
 // Where a data command that lost its "!" runs into the next one.
 struct RunOnCase
@@ -138,40 +129,29 @@ struct RunOnCase
     const char* next;  //!< the text where the next command starts, "" for none
 };
 
-void PrintTo(const RunOnCase& c, std::ostream* os) { *os << c.name; }
-
-using RunOnCommands = ::testing::TestWithParam<RunOnCase>;
-
-TEST_P(RunOnCommands, StartWhereALineBeginsWithACommand)
+TEST(RunOnCommands, StartWhereALineBeginsWithACommand)
 {
-    const std::string text = GetParam().text;
-    const std::string next = GetParam().next;
-    size_t at = tdb::runOnCommandStart(text, 0, text.size());
-    if (next.empty()) {
-        EXPECT_EQ(at, std::string::npos) << "cut at " << text.substr(at);
-    } else {
-        ASSERT_NE(at, std::string::npos);
-        EXPECT_EQ(text.substr(at), next);
+    const RunOnCase cases[] = {
+        {"Parameter", "PARAMETER G(P,A;0) 298.15 1;\n 6000 N\nPARAMETER G(P,B;0) 1; 6000 N",
+                  "PARAMETER G(P,B;0) 1; 6000 N"},
+        {"AbbreviatedFunction", "FUNCTION F 298.15 1; 6000 N\n  FUNCT G 298.15 2; 6000 N",
+                  "FUNCT G 298.15 2; 6000 N"},
+        {"TypeDefinitionWithSymbolCode", "ELEMENT A X 1 0 0\nTYPE_DEF % SEQ *", "TYPE_DEF % SEQ *"},
+        {"TemperatureLimitsTakeNumbers", "ELEMENT A X 1 0 0\nTEMP_LIM 300 3000", "TEMP_LIM 300 3000"},
+        {"FunctionReferenceWithOperator", "FUNCTION F 298.15 1\n  PARA *2; 6000 N", ""},
+        {"FunctionReferenceWithDigits", "FUNCTION F 298.15 1\n  +FUNC1#; 6000 N", ""},
+        {"NameGluedToDigits", "FUNCTION F 298.15\n FUNC1 + 2; 6000 N", ""},
+        {"ShortWordIsNoAbbreviation", "FUNCTION F 298.15 1\nPAR G(P,A;0); 6000 N", ""},
+        {"FirstLineIsTheCommandItself", "PARAMETER PARAMETER G(P,A;0) 1; 6000 N", ""},
+        {"BlankLinesAndNoCommand", "FUNCTION F 298.15 1;\n\n   \n 6000 N", ""},
+        {"TemperatureLimitsWithoutNumber", "FUNCTION F 298.15 1\nTEMP + 1; 6000 N", ""},
+    };
+    for (const RunOnCase& c : cases) {
+        const std::string text = c.text;
+        const size_t at = tdb::runOnCommandStart(text, 0, text.size());
+        EXPECT_EQ(at == std::string::npos ? "" : text.substr(at), c.next) << c.name;
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, RunOnCommands,
-    ::testing::Values(
-        RunOnCase{"Parameter", "PARAMETER G(P,A;0) 298.15 1;\n 6000 N\nPARAMETER G(P,B;0) 1; 6000 N",
-                  "PARAMETER G(P,B;0) 1; 6000 N"},
-        RunOnCase{"AbbreviatedFunction", "FUNCTION F 298.15 1; 6000 N\n  FUNCT G 298.15 2; 6000 N",
-                  "FUNCT G 298.15 2; 6000 N"},
-        RunOnCase{"TypeDefinitionWithSymbolCode", "ELEMENT A X 1 0 0\nTYPE_DEF % SEQ *", "TYPE_DEF % SEQ *"},
-        RunOnCase{"TemperatureLimitsTakeNumbers", "ELEMENT A X 1 0 0\nTEMP_LIM 300 3000", "TEMP_LIM 300 3000"},
-        RunOnCase{"FunctionReferenceWithOperator", "FUNCTION F 298.15 1\n  PARA *2; 6000 N", ""},
-        RunOnCase{"FunctionReferenceWithDigits", "FUNCTION F 298.15 1\n  +FUNC1#; 6000 N", ""},
-        RunOnCase{"NameGluedToDigits", "FUNCTION F 298.15\n FUNC1 + 2; 6000 N", ""},
-        RunOnCase{"ShortWordIsNoAbbreviation", "FUNCTION F 298.15 1\nPAR G(P,A;0); 6000 N", ""},
-        RunOnCase{"FirstLineIsTheCommandItself", "PARAMETER PARAMETER G(P,A;0) 1; 6000 N", ""},
-        RunOnCase{"BlankLinesAndNoCommand", "FUNCTION F 298.15 1;\n\n   \n 6000 N", ""},
-        RunOnCase{"TemperatureLimitsWithoutNumber", "FUNCTION F 298.15 1\nTEMP + 1; 6000 N", ""}),
-    [](const ::testing::TestParamInfo<RunOnCase>& info) { return std::string(info.param.name); });
 
 // Which phases a command's words name, also when the command is malformed.
 struct FeedsCase
@@ -183,31 +163,25 @@ struct FeedsCase
     char typeCode;
 };
 
-void PrintTo(const FeedsCase& c, std::ostream* os) { *os << c.name; }
-
-using CommandFeeds = ::testing::TestWithParam<FeedsCase>;
-
-TEST_P(CommandFeeds, NameThePhaseOrTypeCode)
+TEST(CommandFeeds, NameThePhaseOrTypeCode)
 {
-    const FeedsCase& c = GetParam();
-    const std::string body = c.body;
-    tdb::CommandFeeds feeds = tdb::commandFeeds(body, 0, body.size(), c.keyword);
-    EXPECT_EQ(feeds.phaseNames, c.phases);
-    EXPECT_EQ(feeds.typeCode, c.typeCode);
+    const FeedsCase cases[] = {
+        {"Parameter", "PARAMETER", " G(fcc_a1,FE:VA;0) 298.15 1; 6000 N", {"FCC_A1"}, 0},
+        {"ParameterWithSpecies", "PARAMETER", " MQ( BCC_A2&FE,FE:VA;0", {"BCC_A2"}, 0},
+        {"ParameterWithoutParenthesis", "PARAMETER", " G FCC_A1,FE;0", {"G", "FCC_A1", "FE", "0"}, 0},
+        {"PhaseWithSuffix", "PHASE", " LIQUID:L % 1 1.0", {"LIQUID"}, 0},
+        {"Constituent", "CONSTITUENT", " BCC_A2 :FE,CR:VA:", {"BCC_A2"}, 0},
+        {"TypeDefinition", "TYPE_DEFINITION", " & GES A_P_D BCC_A2 MAGNETIC -1 0", {}, '&'},
+        {"TypeDefinitionWithLongCode", "TYPE_DEFINITION", " AB GES A_P_D X MAGNETIC", {}, 0},
+        {"FunctionFeedsThroughItsUsers", "FUNCTION", " GHSERFE 298.15 1; 6000 N", {}, 0},
+        {"UnknownCommand", "", " BCC_A2 X", {"BCC_A2", "X"}, 0},
+    };
+    for (const FeedsCase& c : cases) {
+        const std::string body = c.body;
+        tdb::CommandFeeds feeds = tdb::commandFeeds(body, 0, body.size(), c.keyword);
+        EXPECT_EQ(feeds.phaseNames, c.phases) << c.name;
+        EXPECT_EQ(feeds.typeCode, c.typeCode) << c.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Words, CommandFeeds,
-    ::testing::Values(
-        FeedsCase{"Parameter", "PARAMETER", " G(fcc_a1,FE:VA;0) 298.15 1; 6000 N", {"FCC_A1"}, 0},
-        FeedsCase{"ParameterWithSpecies", "PARAMETER", " MQ( BCC_A2&FE,FE:VA;0", {"BCC_A2"}, 0},
-        FeedsCase{"ParameterWithoutParenthesis", "PARAMETER", " G FCC_A1,FE;0", {"G", "FCC_A1", "FE", "0"}, 0},
-        FeedsCase{"PhaseWithSuffix", "PHASE", " LIQUID:L % 1 1.0", {"LIQUID"}, 0},
-        FeedsCase{"Constituent", "CONSTITUENT", " BCC_A2 :FE,CR:VA:", {"BCC_A2"}, 0},
-        FeedsCase{"TypeDefinition", "TYPE_DEFINITION", " & GES A_P_D BCC_A2 MAGNETIC -1 0", {}, '&'},
-        FeedsCase{"TypeDefinitionWithLongCode", "TYPE_DEFINITION", " AB GES A_P_D X MAGNETIC", {}, 0},
-        FeedsCase{"FunctionFeedsThroughItsUsers", "FUNCTION", " GHSERFE 298.15 1; 6000 N", {}, 0},
-        FeedsCase{"UnknownCommand", "", " BCC_A2 X", {"BCC_A2", "X"}, 0}),
-    [](const ::testing::TestParamInfo<FeedsCase>& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -225,24 +225,7 @@ TEST(TdbExpressions, RangesChainAndForwardReferencesResolve)
 
 TEST(TdbCommands, AbbreviationsCaseAndBookkeepingCommands)
 {
-    kit::Loaded l = ReadText("$ a comment line\n"
-                             "temp_lim 200 4000 !\n"
-                             "Elem fe bcc_a2 55.847 4489 27.28 !\n"
-                             "ELEMENT VA VACUUM 0 0 0 !\n"
-                             "SPEC FE2 FE2 !\n"
-                             "DATABASE_INFO some words ' more words !\n"
-                             "VERSION_DATE 2016 !\n"
-                             "REFERENCE_FILE refs.txt !\n"
-                             "ADD_REF 1 'a reference' !\n"
-                             "ASSESSED_SYSTEMS FE-VA !\n"
-                             "DEFINE_SYSTEM_DEFAULT ELEMENT 2 !\n"
-                             "DEFAULT_COM DEF_SYS_ELEMENT VA !\n"
-                             "TYPE_DEF % SEQ * !\n"
-                             "FUNC gfe ,, 1000+T; ,, N !\n"
-                             "PHASE bcc_a2 % 2 1 3 !\n"
-                             "CONST bcc_a2 : fe,fe2 : va : !\n"
-                             "PARA g(bcc_a2,fe:va;0) ,, gfe#; ,, N !\n"
-                             "LIST_OF_REFERENCES NUMBER SOURCE REF1 'x' !\n");
+    kit::Loaded l = kit::ReadCorpus("abbreviations.tdb");
     EXPECT_EQ(l.report.errorCount(), 0) << l.diagnostics();
     EXPECT_EQ(l.report.warningCount(), 0) << l.diagnostics();
     EXPECT_DOUBLE_EQ(l.db->defaultTLow, 200.0);

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <ostream>
 #include <string>
 
 #include "models/PhaseEvaluator.h"
@@ -15,12 +14,7 @@ namespace {
 
 const double kR = 8.3145;  // gas constant of database expressions [J/(mol K)]
 
-kit::Loaded ReadCorpus(const std::string& name)
-{
-    kit::Loaded l;
-    l.ok = tdb::readTdbFile(std::string(THERM_TESTS_DIR) + "/corpus/tdb/" + name, *l.db, l.report);
-    return l;
-}
+using kit::ReadCorpus;
 
 // G and its three temperature derivatives of a symbol function, read through the kernel.
 struct Values
@@ -45,59 +39,45 @@ PhaseProperties EvaluatePure(ThermDatabase& db, const char* phase, double T, dou
     return out;
 }
 
-// --- the corpus snippets against hand evaluation --------------------------
-
-struct SnippetCase
+// Functions of the corpus files: value and derivatives worked out by hand.
+TEST(TreeSnippets, ValueAndDerivativesByHand)
 {
-    const char* name;
-    const char* file;
-    const char* function;
-    double T;
-    Values expected;  // value and the three derivatives by hand
-};
-
-// Cases print by name, not as bytes.
-void PrintTo(const SnippetCase& c, std::ostream* os) { *os << c.name; }
-
-class TreeSnippets : public ::testing::TestWithParam<SnippetCase>
-{
-};
-
-TEST_P(TreeSnippets, ValueAndDerivativesByHand)
-{
-    const SnippetCase& c = GetParam();
-    kit::Loaded l = ReadCorpus(c.file);
-    ASSERT_TRUE(l.ok);
-    Values v = Symbol(*l.db, c.function, c.T);
+    const double T5 = 500.0;
+    const struct
+    {
+        const char* file;
+        const char* function;
+        double T;
+        Values expected;
+    } cases[] = {
+        // 10 + (1000 + T)*T
+        {"function_times_t.tdb", "G1", T5, {10 + 1500 * T5, 1000 + 2 * T5, 2, 0}},
+        // 10 + (1000 + T)*T*(1 + T) = 10 + 1000T + 1001T^2 + T^3
+        {"function_times_t.tdb", "G2", T5,
+         {10 + 1000 * T5 + 1001 * T5 * T5 + T5 * T5 * T5, 1000 + 2002 * T5 + 3 * T5 * T5, 2002 + 6 * T5, 6}},
+        {"ln_and_exp.tdb", "F1", T5, {3 * std::log(T5), 3 / T5, -3 / (T5 * T5), 6 / (T5 * T5 * T5)}},
+        {"ln_and_exp.tdb", "F2", T5, {std::exp(0.5), std::exp(0.5) / 1000, std::exp(0.5) / 1e6, std::exp(0.5) / 1e9}},
+        // a power beyond the table, and seventeen references
+        {"limits.tdb", "E1", 400.0,
+         {std::pow(400.0, 31), 31 * std::pow(400.0, 30), 930 * std::pow(400.0, 29), 26970 * std::pow(400.0, 28)}},
+        {"limits.tdb", "MANY", T5, {17 * T5, 17, 0, 0}},
+        // R#*T + 500 + T: R# is the gas constant
+        {"dialects.tdb", "RT2", T5, {kR * T5 + 500 + T5, kR + 1, 0, 0}},
+    };
     auto near = [](double a, double b) { return std::fabs(a - b) <= 1e-12 * std::max(1.0, std::fabs(b)); };
-    EXPECT_PRED2(near, v.v, c.expected.v) << c.function;
-    EXPECT_PRED2(near, v.t, c.expected.t) << c.function;
-    EXPECT_PRED2(near, v.tt, c.expected.tt) << c.function;
-    EXPECT_PRED2(near, v.ttt, c.expected.ttt) << c.function;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.function);
+        kit::Loaded l = ReadCorpus(c.file);
+        ASSERT_TRUE(l.ok);
+        Values v = Symbol(*l.db, c.function, c.T);
+        EXPECT_PRED2(near, v.v, c.expected.v);
+        EXPECT_PRED2(near, v.t, c.expected.t);
+        EXPECT_PRED2(near, v.tt, c.expected.tt);
+        EXPECT_PRED2(near, v.ttt, c.expected.ttt);
+    }
 }
 
-const double T5 = 500.0;
-const SnippetCase kSnippets[] = {
-    // 10 + (1000 + T)*T
-    {"FunctionTimesT", "function_times_t.tdb", "G1", T5, {10 + 1500 * T5, 1000 + 2 * T5, 2, 0}},
-    // 10 + (1000 + T)*T*(1 + T) = 10 + 1000T + 1001T^2 + T^3
-    {"ProductOfThree", "function_times_t.tdb", "G2", T5,
-     {10 + 1000 * T5 + 1001 * T5 * T5 + T5 * T5 * T5, 1000 + 2002 * T5 + 3 * T5 * T5, 2002 + 6 * T5, 6}},
-    {"LnOfT", "ln_and_exp.tdb", "F1", T5, {3 * std::log(T5), 3 / T5, -3 / (T5 * T5), 6 / (T5 * T5 * T5)}},
-    {"ExpOfT", "ln_and_exp.tdb", "F2", T5,
-     {std::exp(0.5), std::exp(0.5) / 1000, std::exp(0.5) / 1e6, std::exp(0.5) / 1e9}},
-    {"PowerBeyondTheTable", "limits.tdb", "E1", 400.0, {std::pow(400.0, 31), 31 * std::pow(400.0, 30),
-                                                      930 * std::pow(400.0, 29), 26970 * std::pow(400.0, 28)}},
-    {"SeventeenReferences", "limits.tdb", "MANY", T5, {17 * T5, 17, 0, 0}},
-    // R#*T + 500 + T
-    {"RHashIsTheGasConstant", "dialects.tdb", "RT2", T5, {kR * T5 + 500 + T5, kR + 1, 0, 0}},
-};
-
-INSTANTIATE_TEST_SUITE_P(Cases, TreeSnippets, ::testing::ValuesIn(kSnippets),
-                         [](const ::testing::TestParamInfo<SnippetCase>& i) { return std::string(i.param.name); });
-
-// --- Einstein copper: the same unary as a piece and as a tree ------------------
-
+// Einstein copper: the same unary as a piece and as a tree.
 TEST(EinsteinCopper, PolynomialStaysAPieceEinsteinFormIsATreeWithItsHeatCapacity)
 {
     kit::Loaded l = ReadCorpus("einstein_copper.tdb");
@@ -134,8 +114,6 @@ TEST(EinsteinCopper, PolynomialStaysAPieceEinsteinFormIsATreeWithItsHeatCapacity
     EXPECT_NEAR(EvaluatePure(db, "FCC_A1", T, 101325.0).G, g, 1e-9 * std::fabs(g));
 }
 
-// --- gas ----------------------------------------------------------------------
-
 TEST(GasPhase, DoublingThePressureAddsRTLn2PerMoleOfGasSpecies)
 {
     kit::Loaded l = ReadCorpus("gas_phase.tdb");
@@ -163,8 +141,6 @@ TEST(GasPhase, DoublingThePressureAddsRTLn2PerMoleOfGasSpecies)
     EXPECT_EQ(c.t, 0.0);
 }
 
-// --- dialects -------------------------------------------------------------------
-
 TEST(Dialects, MissingLimitsOrderAndAReferenceWhereNBelongs)
 {
     kit::Loaded l = ReadCorpus("dialects.tdb");
@@ -185,8 +161,6 @@ TEST(Dialects, MissingLimitsOrderAndAReferenceWhereNBelongs)
     EXPECT_NEAR(EvaluatePure(*l.db, "LIQUID", T, 101325.0).G, 1000 + 2 * T + kR * T + 500 + T, 1e-9);
 }
 
-// --- names without a definition ------------------------------------------------
-
 TEST(UndefinedNames, RefusedUntilGivenValuesWhichTakeEffectAtTheNextStep)
 {
     // without values promised, the phase that reads the names is not evaluable for good
@@ -202,11 +176,9 @@ TEST(UndefinedNames, RefusedUntilGivenValuesWhichTakeEffectAtTheNextStep)
     EXPECT_EQ(d->column, 29);
     EXPECT_EQ(d->command, "FUNCTION GFIT");
     // the caller promises values (as --set does): refused only while a value is missing
-    kit::Loaded l;
     tdb::ReadOptions options;
     options.givenSymbols = {"VA40", "VA41", "ZERO"};
-    l.ok = tdb::readTdbFile(std::string(THERM_TESTS_DIR) + "/corpus/tdb/undefined_names.tdb", *l.db, l.report,
-                            options);
+    kit::Loaded l = ReadCorpus("undefined_names.tdb", options);
     ASSERT_TRUE(l.ok);
     EXPECT_EQ(l.report.errorCount(), 0) << l.diagnostics();
     ThermDatabase& db = *l.db;
@@ -243,8 +215,6 @@ TEST(UndefinedNames, RefusedUntilGivenValuesWhichTakeEffectAtTheNextStep)
     EXPECT_DOUBLE_EQ(out.dG_dT, -3.0);
 }
 
-// --- domain errors ----------------------------------------------------------------
-
 TEST(DomainErrors, RefuseWithFunctionExpressionTemperatureAndReason)
 {
     kit::Loaded l = kit::ReadText("ELEMENT A X 1 0 0 !\n"
@@ -271,8 +241,6 @@ TEST(DomainErrors, RefuseWithFunctionExpressionTemperatureAndReason)
     EXPECT_EQ(why, "");
     EXPECT_NEAR(fine.G, std::log(1000.0) * 2000 + 1 / 500.0, 1e-9);
 }
-
-// --- the temperature step with trees allocates nothing -----------------------------
 
 TEST(TreeStep, TemperatureStepAndEvaluationAllocateNothing)
 {

@@ -76,22 +76,22 @@ TEST(Matching, KeywordsOrdersAndSpecies)
     TThermFkt* mq = sp.Add("A:VA", 50, 0);
     mq->m_pFktData->m_nSpeciesIndex = 2;
     TThermFkt* other = sp.Add("A:VA", 2, 0);
-    char G[] = "g", L[] = "L", BMAG[] = "Bmag", BMAGN[] = "bmagn", BMAGNX[] = "BMAGNX", SE[] = "SE", MQ[] = "MQ",
-         X[] = "";
-    EXPECT_EQ(g->CompareFuncData(G, X, 0, 1), 1);
-    EXPECT_EQ(g->CompareFuncData(G, X, 0, 0), 0);
-    EXPECT_EQ(g->CompareFuncData(L, X, 0, 1), 0);
-    EXPECT_EQ(bm->CompareFuncData(BMAG, X, 5, 0), 1);
-    EXPECT_EQ(bm->CompareFuncData(BMAGN, X, 5, 0), 1);
-    EXPECT_EQ(bm->CompareFuncData(BMAGNX, X, 5, 0), 0);
-    EXPECT_EQ(se->CompareFuncData(SE, X, 9, 9), 1);
-    EXPECT_EQ(mq->CompareFuncData(MQ, X, 2, 7), 1);
-    EXPECT_EQ(mq->CompareFuncData(MQ, X, 1, 0), 0);
-    EXPECT_EQ(other->CompareFuncData(BMAGNX, X, 3, 3), 1);
     TThermFkt* sym = sp.dm.AddSymbolFunction("GHSERFE");
-    char name[] = "ghserfe", wrong[] = "GHSERCR";
-    EXPECT_EQ(sym->CompareFuncData(name, X, 0, 0), 1);
-    EXPECT_EQ(sym->CompareFuncData(wrong, X, 0, 0), 0);
+    // keywords in any case (BMAG and BMAGN are one), orders, species; a symbol by its name
+    const struct
+    {
+        TThermFkt* f;
+        std::string key;
+        int species, order, expected;
+    } cases[] = {{g, "g", 0, 1, 1},          {g, "G", 0, 0, 0},        {g, "L", 0, 1, 0},
+                 {bm, "Bmag", 5, 0, 1},      {bm, "bmagn", 5, 0, 1},   {bm, "BMAGNX", 5, 0, 0},
+                 {se, "SE", 9, 9, 1},        {mq, "MQ", 2, 7, 1},      {mq, "MQ", 1, 0, 0},
+                 {other, "BMAGNX", 3, 3, 1}, {sym, "ghserfe", 0, 0, 1}, {sym, "GHSERCR", 0, 0, 0}};
+    for (const auto& c : cases) {
+        std::string key = c.key;
+        char none[] = "";
+        EXPECT_EQ(c.f->CompareFuncData(&key[0], none, c.species, c.order), c.expected) << c.key << " " << c.order;
+    }
 }
 
 TEST(Cloning, PhaseFilterRecordsAndPolynomials)

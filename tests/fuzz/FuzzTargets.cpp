@@ -68,7 +68,10 @@ void readerInput(const uint8_t* data, size_t size)
     const std::string text(reinterpret_cast<const char*>(data), size);
     ThermDatabase db;
     tdb::ReadReport report;
-    if (!tdb::readTdbText(text, "fuzz.tdb", db, report)) return;
+    const bool used = tdb::readTdbText(text, "fuzz.tdb", db, report);
+    for (const tdb::Diagnostic& d : report.diagnostics)
+        if (d.line < 1 || d.column < 1) Finding("a diagnostic that points outside the text: " + d.format());
+    if (!used) return;
     ListAll(db);
     std::vector<double> before = EvaluateAll(db);
 

@@ -11,7 +11,7 @@
 
 namespace fuzz {
 
-// The reader on arbitrary bytes; then every evaluable phase evaluated at a
+// The reader on arbitrary bytes, each diagnostic pointing into the text; then every evaluable phase evaluated at a
 // temperature inside the database's limits, and the database round-tripped
 // through a cache file, which must load and evaluate to the same numbers.
 void readerInput(const uint8_t* data, size_t size);

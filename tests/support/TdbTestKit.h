@@ -63,6 +63,14 @@ inline Loaded ReadShared(const std::string& file)
     return l;
 }
 
+//! A file of the reader's corpus (tests/corpus/tdb).
+inline Loaded ReadCorpus(const std::string& file, const tdb::ReadOptions& options = {})
+{
+    Loaded l;
+    l.ok = tdb::readTdbFile(std::string(THERM_TESTS_DIR) + "/corpus/tdb/" + file, *l.db, l.report, options);
+    return l;
+}
+
 //! Value (order 0) or temperature derivative (1..3) of a symbol function at T [K], P [Pa].
 inline double SymbolValue(ThermDatabase& db, const char* name, double T, int order = 0, double P = 101325.0)
 {
