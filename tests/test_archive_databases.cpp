@@ -36,6 +36,7 @@ TEST(ArchiveOfReadDatabases, RoundTripKeepsListingsPhasesAndEnergies)
         std::remove(path.c_str());
 
         EXPECT_EQ(Listing(*src.db), Listing(back)) << file;
+        EXPECT_EQ(back.sourceName, src.db->sourceName);
         ASSERT_EQ(src.db->phases.size(), back.phases.size());
         EXPECT_EQ(src.db->defaultTLow, back.defaultTLow);
         EXPECT_EQ(src.db->defaultTHigh, back.defaultTHigh);
