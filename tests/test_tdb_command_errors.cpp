@@ -2,8 +2,11 @@
 // with the command and its line in the reason: a PARAMETER whose ")" or "!"
 // is missing, a "!" hidden in a comment, a magnetic type definition that
 // cannot be taken, constant arithmetic that overflows, and functions that
-// reach a parameter only through other functions.  The phases next to them
-// keep their exact values.  Snippets live in tests/corpus/tdb.
+// reach a parameter only through other functions.  Those files of
+// tests/corpus/tdb state each error's place and each phase's reason, which
+// the corpus test checks (test_tdb_errors.cpp); here the phases next to them
+// keep their exact values, and the pieces that find where a broken command
+// ends and which phases it feeds.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -16,68 +19,6 @@
 namespace {
 
 using kit::ReadCorpus;
-
-struct ErrorCase
-{
-    const char* name;
-    const char* file;
-    int line, column;
-    const char* message;  //!< part of the diagnostic's message
-    const char* phase;    //!< a phase the command feeds, "" when it feeds none directly
-    const char* reason;   //!< part of that phase's reason: the command, its line and the message
-};
-
-void Check(const ErrorCase& c)
-{
-    SCOPED_TRACE(c.name);
-    kit::Loaded l = ReadCorpus(c.file);
-    ASSERT_TRUE(l.ok) << l.diagnostics();
-    const tdb::Diagnostic* found = nullptr;
-    for (const tdb::Diagnostic& d : l.report.diagnostics)
-        if (d.line == c.line && d.message.find(c.message) != std::string::npos) found = &d;
-    ASSERT_NE(found, nullptr) << "no error at line " << c.line << " saying \"" << c.message << "\"; got\n"
-                              << l.diagnostics();
-    EXPECT_EQ(found->severity, tdb::Diagnostic::Severity::Error);
-    EXPECT_EQ(found->column, c.column) << found->format();
-    if (*c.phase) {
-        const CVxPhase& phase = *l.phase(c.phase).phase;
-        EXPECT_FALSE(phase.m_bEvaluable);
-        EXPECT_NE(phase.m_NotEvaluableWhy.find(c.reason), std::string::npos)
-            << "reason: " << phase.m_NotEvaluableWhy;
-    }
-}
-
-TEST(CommandErrors, NameTheirPlaceAndStopThePhasesTheyFeed)
-{
-    const ErrorCase cases[] = {
-        {"LastCommandWithoutBang", "unterminated.tdb", 6, 38, "missing '!' at the end of the command", "P",
-                  "PARAMETER at line 6: missing '!'"},
-        {"ParameterWithoutClosingParenthesis", "parameter_missing_paren.tdb", 11, 12,
-                  "missing ')' after the constituents", "P", "PARAMETER L at line 11: missing ')'"},
-        {"CommentHidesTheBang", "comment_hides_bang.tdb", 12, 40,
-                  "the '!' at line 12, column 53 is inside a '$' comment", "P", "PARAMETER at line 12: missing '!'"},
-        {"FunctionWithoutBangInTheMiddle", "missing_bang_mid_file.tdb", 12, 31,
-                  "missing '!' at the end of the command (the next command starts at line 13)", "P",
-                  "PARAMETER G(P,A;0) at line 18: undefined function 'GA'"},
-        {"ParameterWithoutBangInTheMiddle", "missing_bang_mid_file.tdb", 16, 9,
-                  "(the next command starts at line 17)", "P", "PARAMETER at line 16: missing '!'"},
-        {"MagneticStructureFactorZero", "magnetic_structure_factor.tdb", 10, 17,
-                  "structure factor p in (0, 1]", "P", "TYPE_DEFINITION at line 10: expected MAGNETIC"},
-        {"MagneticStructureFactorNaN", "magnetic_structure_factor.tdb", 11, 17,
-                  "structure factor p in (0, 1]", "R", "TYPE_DEFINITION at line 11: expected MAGNETIC"},
-        {"ProductOverflowsThroughTwoFunctions", "constant_overflow.tdb", 16, 21,
-                  "the constant arithmetic overflows", "Q",
-                  "uses a function that cannot be evaluated: FUNCTION BIG at line 16: the constant arithmetic"},
-        {"SumOverflows", "constant_overflow.tdb", 17, 21, "the constant arithmetic overflows", "P",
-                  "FUNCTION SUM at line 17: the constant arithmetic overflows"},
-        {"QuotientOverflows", "constant_overflow.tdb", 18, 23, "the constant arithmetic overflows", "", ""},
-        {"LiteralOutOfRange", "constant_overflow.tdb", 19, 21, "number out of range", "", ""},
-        {"ParameterDifferenceOverflows", "constant_overflow.tdb", 25, 28,
-                  "the constant arithmetic overflows", "R",
-                  "PARAMETER G(R,A;0) at line 25: the constant arithmetic overflows"},
-    };
-    for (const ErrorCase& c : cases) Check(c);
-}
 
 // The phases beside a broken command are read in full: their Gibbs energy
 // per mole of formula units against the sum written out by hand.

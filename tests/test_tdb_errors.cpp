@@ -46,18 +46,31 @@ void Exercise(ThermDatabase& db)
     for (auto& rec : db.phases) rec.functions->WriteOutFunktions(listing, 11);
 }
 
+// The rest of a line of words, without its leading blanks.
+std::string Rest(std::istringstream& words)
+{
+    std::string rest;
+    std::getline(words, rest);
+    size_t start = rest.find_first_not_of(' ');
+    return start == std::string::npos ? "" : rest.substr(start);
+}
+
 // Each corpus file carries its expectations as comment lines:
-//   $ EXPECT <line> <text of the message>
-//   $ NOT_EVALUABLE <phase>
+//   $ EXPECT <line> <text of the message>          (a diagnostic of any severity)
+//   $ ERROR <line>:<column> <text of the message>  (an error at exactly that place)
+//   $ NOT_EVALUABLE <phase> [<text of its reason>]
 //   $ PARAMETERS <phase> <count of parameters in its list>
+// An error names its place, and every phase the command feeds carries the
+// command, its line and the message in its reason.
 TEST(TdbCorpus, EveryFileGivesTheDiagnosticsItStates)
 {
     std::vector<std::string> files = CorpusFiles();
     ASSERT_GE(files.size(), 8u);
     for (const std::string& path : files) {
+        SCOPED_TRACE(path);
         kit::Loaded l;
         l.ok = tdb::readTdbFile(path, *l.db, l.report);
-        ASSERT_TRUE(l.ok) << path;
+        ASSERT_TRUE(l.ok);
         std::istringstream text(kit::Slurp(path));
         std::string line;
         int expectations = 0;
@@ -66,35 +79,38 @@ TEST(TdbCorpus, EveryFileGivesTheDiagnosticsItStates)
             std::string dollar, what;
             words >> dollar >> what;
             if (dollar != "$") continue;
-            if (what == "EXPECT") {
-                int at = 0;
+            if (what == "EXPECT" || what == "ERROR") {
+                int at = 0, column = 0;
+                char colon = 0;
                 words >> at;
-                std::string message;
-                std::getline(words, message);
-                message = message.substr(message.find_first_not_of(' '));
+                if (what == "ERROR") words >> colon >> column;
+                const std::string message = Rest(words);
                 bool found = false;
                 for (const auto& d : l.report.diagnostics)
-                    found = found || (d.line == at && d.message.find(message) != std::string::npos &&
-                                      d.file == path);
-                EXPECT_TRUE(found) << path << ": no diagnostic at line " << at << " saying \"" << message
-                                   << "\"; got:\n"
+                    found = found || (d.line == at && d.message.find(message) != std::string::npos && d.file == path &&
+                                      (what == "EXPECT" || (d.column == column && colon == ':' &&
+                                                            d.severity == tdb::Diagnostic::Severity::Error)));
+                EXPECT_TRUE(found) << what << " at line " << at << ":" << column << " saying \"" << message
+                                   << "\" not found; got:\n"
                                    << l.diagnostics();
                 ++expectations;
             } else if (what == "NOT_EVALUABLE") {
                 std::string phase;
                 words >> phase;
-                EXPECT_FALSE(l.phase(phase).phase->m_bEvaluable) << path << " " << phase;
-                EXPECT_FALSE(l.phase(phase).phase->m_NotEvaluableWhy.empty());
+                const std::string reason = Rest(words), why = l.phase(phase).phase->m_NotEvaluableWhy;
+                EXPECT_FALSE(l.phase(phase).phase->m_bEvaluable) << phase;
+                EXPECT_FALSE(why.empty());
+                EXPECT_NE(why.find(reason), std::string::npos) << phase << " reason: " << why;
                 ++expectations;
             } else if (what == "PARAMETERS") {
                 std::string phase;
                 int n = -1;
                 words >> phase >> n;
-                EXPECT_EQ(l.phase(phase).functions->m_FktArray.m_nSize, n) << path << "\n" << l.diagnostics();
+                EXPECT_EQ(l.phase(phase).functions->m_FktArray.m_nSize, n) << l.diagnostics();
                 ++expectations;
             }
         }
-        EXPECT_GT(expectations, 0) << path << " states nothing";
+        EXPECT_GT(expectations, 0) << "the file states nothing";
         Exercise(*l.db);
     }
 }
