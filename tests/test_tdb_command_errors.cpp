@@ -55,7 +55,7 @@ TEST(CommandErrorNeighbours, KeepTheirExactValues)
         {"CommandAfterHiddenBang", "comment_hides_bang.tdb", "Q", {1.0}, 300.0, 3000.0},
         // G(Q,A) = -100, G(Q,B) = GB = 2000, ideal mixing of a half each
         {"CommandsAfterMissingBangs", "missing_bang_mid_file.tdb", "Q", {0.5, 0.5}, 1000.0,
-                     0.5 * -100.0 + 0.5 * 2000.0 + kR * 1000.0 * std::log(0.5)},
+         0.5 * -100.0 + 0.5 * 2000.0 + kR * 1000.0 * std::log(0.5)},
         {"PhaseWithoutTheBrokenTypeCode", "magnetic_structure_factor.tdb", "S", {1.0}, 500.0, 1000.0},
         {"LargeButFiniteProduct", "constant_overflow.tdb", "S", {1.0}, 500.0, 1e300},
     };
@@ -73,10 +73,8 @@ struct RunOnCase
 TEST(RunOnCommands, StartWhereALineBeginsWithACommand)
 {
     const RunOnCase cases[] = {
-        {"Parameter", "PARAMETER G(P,A;0) 298.15 1;\n 6000 N\nPARAMETER G(P,B;0) 1; 6000 N",
-                  "PARAMETER G(P,B;0) 1; 6000 N"},
-        {"AbbreviatedFunction", "FUNCTION F 298.15 1; 6000 N\n  FUNCT G 298.15 2; 6000 N",
-                  "FUNCT G 298.15 2; 6000 N"},
+        {"Parameter", "PARAMETER G(P,A;0) 298.15 1;\n 6000 N\nPARAMETER G(P,B;0) 1; 6000 N", "PARAMETER G(P,B;0) 1; 6000 N"},
+        {"AbbreviatedFunction", "FUNCTION F 298.15 1; 6000 N\n  FUNCT G 298.15 2; 6000 N", "FUNCT G 298.15 2; 6000 N"},
         {"TypeDefinitionWithSymbolCode", "ELEMENT A X 1 0 0\nTYPE_DEF % SEQ *", "TYPE_DEF % SEQ *"},
         {"TemperatureLimitsTakeNumbers", "ELEMENT A X 1 0 0\nTEMP_LIM 300 3000", "TEMP_LIM 300 3000"},
         {"FunctionReferenceWithOperator", "FUNCTION F 298.15 1\n  PARA *2; 6000 N", ""},
