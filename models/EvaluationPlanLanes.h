@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "EvaluationPlan.h"
 
@@ -33,6 +34,60 @@ inline int PairIndex(int i, int j, int m)
 // give the point results bit for bit.
 #define LANES for (int j = 0; j < L; ++j)
 
+// The lanes of a block go four at a time as one vector value (GCC's vector
+// extension: one AVX2 register, or two SSE2 ones on the baseline build), so
+// that the compiler need not discover the parallelism itself -- it often
+// does not after unrolling the lane loops.  A point is one lane, a plain
+// double.  Element-wise vector arithmetic rounds exactly as the scalar
+// operations do, so the two agree bit for bit.  Values live in arrays of
+// Chunks<L>::N vectors; the plan's arrays are read and written through Load
+// and Store.
+// The note that such vectors are passed differently with and without AVX
+// concerns calls between separately compiled code; these helpers are
+// internal and always inlined (the note comes at the end of the file that
+// includes this, so it is silenced for that whole file).
+#pragma GCC diagnostic ignored "-Wpsabi"
+namespace {
+typedef double Lane4 __attribute__((vector_size(4 * sizeof(double))));
+template <int L>
+struct Chunks
+{
+    static_assert(L % 4 == 0, "a block is whole vectors of 4 lanes");
+    static constexpr int W = 4, N = L / 4;
+    using V = Lane4;
+};
+template <>
+struct Chunks<1>
+{
+    static constexpr int W = 1, N = 1;
+    using V = double;
+};
+template <int L>
+inline __attribute__((always_inline)) typename Chunks<L>::V Load(const double* p)
+{
+    typename Chunks<L>::V v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+template <int L>
+inline __attribute__((always_inline)) void Store(double* p, typename Chunks<L>::V v)
+{
+    std::memcpy(p, &v, sizeof v);
+}
+template <int L>
+inline __attribute__((always_inline)) void AddTo(double* p, typename Chunks<L>::V v)
+{
+    Store<L>(p, Load<L>(p) + v);
+}
+template <int L>
+inline __attribute__((always_inline)) typename Chunks<L>::V Splat(double x)
+{
+    return typename Chunks<L>::V{} + x;
+}
+}  // namespace
+// q runs over a quantity's vectors, at lanes q*W ...
+#define CHUNKS for (int q = 0; q < N; ++q)
+
 namespace {
 // The site-fraction product P of a group's M entries (0: as many as the
 // group says) over L lanes: the fractions, prefix and suffix products, and
@@ -40,85 +95,87 @@ namespace {
 template <int M, int L>
 struct ProductLanes
 {
+    using V = typename Chunks<L>::V;
+    static constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
     static constexpr int Cap = M > 0 ? M : kMaxFactors;
     const int count;
-    double yv[Cap][L], pre[Cap + 1][L], suf[Cap + 1][L], Pi[Cap][L];
+    V yv[Cap][N], pre[Cap + 1][N], suf[Cap + 1][N], Pi[Cap][N];
 
     int entries() const { return M > 0 ? M : count; }
 
     ProductLanes(int n, const int* var, const double* __restrict y, size_t stride) : count(n)
     {
         const int m = entries();
-        LANES pre[0][j] = 1.0;
+        CHUNKS pre[0][q] = Splat<L>(1.0);
         for (int i = 0; i < m; ++i) {
             const double* yi = y + static_cast<size_t>(var[i]) * stride;
-            LANES
+            CHUNKS
             {
-                yv[i][j] = yi[j];
-                pre[i + 1][j] = pre[i][j] * yv[i][j];
+                yv[i][q] = Load<L>(yi + q * W);
+                pre[i + 1][q] = pre[i][q] * yv[i][q];
             }
         }
     }
-    const double* P() const { return pre[entries()]; }
+    const V* P() const { return pre[entries()]; }
 
     // Pi, and into grad the derivatives of P*S in P's entries and of P*ST in T.
-    void addGradient(const int* loc, const double* S, const double* ST, double* __restrict grad, int tIndex)
+    void addGradient(const int* loc, const V* S, const V* ST, double* __restrict grad, int tIndex)
     {
         const int m = entries();
-        LANES suf[m][j] = 1.0;
-        for (int i = m - 1; i >= 0; --i) LANES suf[i][j] = suf[i + 1][j] * yv[i][j];
+        CHUNKS suf[m][q] = Splat<L>(1.0);
+        for (int i = m - 1; i >= 0; --i) CHUNKS suf[i][q] = suf[i + 1][q] * yv[i][q];
         for (int i = 0; i < m; ++i) {
             double* gi = grad + static_cast<size_t>(loc[i]) * L;
-            LANES
+            CHUNKS
             {
-                Pi[i][j] = pre[i][j] * suf[i + 1][j];
-                gi[j] += Pi[i][j] * S[j];
+                Pi[i][q] = pre[i][q] * suf[i + 1][q];
+                AddTo<L>(gi + q * W, Pi[i][q] * S[q]);
             }
         }
         double* gT = grad + static_cast<size_t>(tIndex) * L;
-        const double* p = P();
-        LANES gT[j] += p[j] * ST[j];
+        const V* p = P();
+        CHUNKS AddTo<L>(gT + q * W, p[q] * ST[q]);
     }
 
     // Into hess (entry offsets off: pairs (i, e), i <= e, then (i, T)) the
     // second derivatives of P*S with S held: (i, e), i < e, the product
     // without both entries ((i, i) is 0, P being linear in each fraction);
     // (i, T), (T, T).
-    void addHessian(const uint32_t* off, const double* S, const double* ST, const double* STT,
-                    double* __restrict hess, size_t ttOffset) const
+    void addHessian(const uint32_t* off, const V* S, const V* ST, const V* STT, double* __restrict hess,
+                    size_t ttOffset) const
     {
         const int m = entries();
         int k = 0;
         for (int i = 0; i < m; ++i) {
             ++k;
-            double run[L];
-            LANES run[j] = pre[i][j];
+            V run[N];
+            CHUNKS run[q] = pre[i][q];
             for (int e = i + 1; e < m; ++e, ++k) {
                 double* h = hess + static_cast<size_t>(off[k]) * L;
-                LANES
+                CHUNKS
                 {
-                    h[j] += run[j] * suf[e + 1][j] * S[j];
-                    run[j] *= yv[e][j];
+                    AddTo<L>(h + q * W, run[q] * suf[e + 1][q] * S[q]);
+                    run[q] *= yv[e][q];
                 }
             }
         }
         for (int i = 0; i < m; ++i) {
             double* h = hess + static_cast<size_t>(off[k + i]) * L;
-            LANES h[j] += Pi[i][j] * ST[j];
+            CHUNKS AddTo<L>(h + q * W, Pi[i][q] * ST[q]);
         }
         double* hTT = hess + ttOffset * L;
-        const double* p = P();
-        LANES hTT[j] += p[j] * STT[j];
+        const V* p = P();
+        CHUNKS AddTo<L>(hTT + q * W, p[q] * STT[q]);
     }
 
     // value += P*S; with Order >= 1 the gradient, with 2 the Hessian of P*S
     // with S held.
     template <int Order>
-    void add(const int* loc, const uint32_t* off, const double* S, const double* ST, const double* STT,
-             double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex, size_t ttOffset)
+    void add(const int* loc, const uint32_t* off, const V* S, const V* ST, const V* STT, double* __restrict value,
+             double* __restrict grad, double* __restrict hess, int tIndex, size_t ttOffset)
     {
-        const double* p = P();
-        LANES value[j] += p[j] * S[j];
+        const V* p = P();
+        CHUNKS AddTo<L>(value + q * W, p[q] * S[q]);
         if (Order >= 1) addGradient(loc, S, ST, grad, tIndex);
         if (Order >= 2) addHessian(off, S, ST, STT, hess, ttOffset);
     }
@@ -126,21 +183,21 @@ struct ProductLanes
     // Into the gradient entry of direction entry a and the Hessian entries
     // (e, a) and (a, T): the terms of P * D, D = dS/dy_a (with DT = dD/dT)
     // held, times sign.
-    void addDirection(int a, const int* loc, const uint32_t* off, const double* D, const double* DT, double sign,
+    void addDirection(int a, const int* loc, const uint32_t* off, const V* D, const V* DT, double sign,
                       double* __restrict grad, double* __restrict hess, int order) const
     {
         const int m = entries();
-        const double* p = P();
+        const V* p = P();
         double* ga = grad + static_cast<size_t>(loc[a]) * L;
-        LANES ga[j] += sign * (p[j] * D[j]);
+        CHUNKS AddTo<L>(ga + q * W, sign * (p[q] * D[q]));
         if (order < 2) return;
         for (int e = 0; e < m; ++e) {
             double* h = hess + static_cast<size_t>(off[PairIndex(e, a, m)]) * L;
             const double f = sign * (e == a ? 2.0 : 1.0);
-            LANES h[j] += f * Pi[e][j] * D[j];
+            CHUNKS AddTo<L>(h + q * W, f * Pi[e][q] * D[q]);
         }
         double* haT = hess + static_cast<size_t>(off[m * (m + 1) / 2 + a]) * L;
-        LANES haT[j] += sign * (p[j] * DT[j]);
+        CHUNKS AddTo<L>(haT + q * W, sign * (p[q] * DT[q]));
     }
 };
 }  // namespace
@@ -153,33 +210,35 @@ void EvaluationPlan::evaluateSeries(const Group& g, const double* __restrict coe
                                     size_t stride, double* __restrict value, double* __restrict grad,
                                     double* __restrict hess, int tIndex, size_t ttOffset) const
 {
+    using V = typename Chunks<L>::V;
+    constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
     ProductLanes<M, L> P(g.factors, &factorVar_[static_cast<size_t>(g.factorBegin)], y, stride);
     const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;  // (3k + d)*L + j
     const int a = Paired ? g.direction[0] : 0, b = Paired ? g.direction[1] : 0;
-    double S[L], ST[L], STT[L], s1[L], s1T[L], s2[L];
+    V S[N], ST[N], STT[N], s1[N], s1T[N], s2[N];
     const int K = Paired ? g.degree : 0;
     const double* top = c + 3 * K * L;
-    double d[L];
-    LANES
+    V d[N];
+    CHUNKS
     {
-        d[j] = P.yv[a][j] - P.yv[b][j];
-        S[j] = top[j];
-        ST[j] = top[L + j];
-        STT[j] = top[2 * L + j];
-        s1[j] = s1T[j] = s2[j] = 0.0;
+        d[q] = P.yv[a][q] - P.yv[b][q];
+        S[q] = Load<L>(top + q * W);
+        ST[q] = Load<L>(top + L + q * W);
+        STT[q] = Load<L>(top + 2 * L + q * W);
+        s1[q] = s1T[q] = s2[q] = Splat<L>(0.0);
     }
     for (int k = K - 1; k >= 0; --k) {
         const double* ck = c + 3 * k * L;
-        LANES
+        CHUNKS
         {
             if (Order >= 2) {
-                s2[j] = s2[j] * d[j] + 2.0 * s1[j];
-                s1T[j] = s1T[j] * d[j] + ST[j];
+                s2[q] = s2[q] * d[q] + 2.0 * s1[q];
+                s1T[q] = s1T[q] * d[q] + ST[q];
             }
-            if (Order >= 1) s1[j] = s1[j] * d[j] + S[j];
-            S[j] = S[j] * d[j] + ck[j];
-            ST[j] = ST[j] * d[j] + ck[L + j];
-            STT[j] = STT[j] * d[j] + ck[2 * L + j];
+            if (Order >= 1) s1[q] = s1[q] * d[q] + S[q];
+            S[q] = S[q] * d[q] + Load<L>(ck + q * W);
+            ST[q] = ST[q] * d[q] + Load<L>(ck + L + q * W);
+            STT[q] = STT[q] * d[q] + Load<L>(ck + 2 * L + q * W);
         }
     }
     const int* loc = &factorLocal_[static_cast<size_t>(g.factorBegin)];
@@ -195,13 +254,13 @@ void EvaluationPlan::evaluateSeries(const Group& g, const double* __restrict coe
         double* haa = hess + static_cast<size_t>(off[PairIndex(a, a, m)]) * L;
         double* hbb = hess + static_cast<size_t>(off[PairIndex(b, b, m)]) * L;
         double* hab = hess + static_cast<size_t>(off[PairIndex(a, b, m)]) * L;
-        const double* p = P.P();
-        LANES
+        const V* p = P.P();
+        CHUNKS
         {
-            const double Ps2 = p[j] * s2[j];
-            haa[j] += Ps2;
-            hbb[j] += Ps2;
-            hab[j] -= Ps2;
+            const V Ps2 = p[q] * s2[q];
+            AddTo<L>(haa + q * W, Ps2);
+            AddTo<L>(hbb + q * W, Ps2);
+            Store<L>(hab + q * W, Load<L>(hab + q * W) - Ps2);
         }
     }
 }
@@ -214,23 +273,25 @@ void EvaluationPlan::evaluateMuggianu(const Group& g, const double* __restrict c
                                       size_t stride, double* __restrict value, double* __restrict grad,
                                       double* __restrict hess, int tIndex, size_t ttOffset) const
 {
+    using V = typename Chunks<L>::V;
+    constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
     ProductLanes<M, L> P(M, &factorVar_[static_cast<size_t>(g.factorBegin)], y, stride);
     const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;  // (3k + d)*L + j
-    double S[L], ST[L], STT[L];
-    LANES
+    V S[N], ST[N], STT[N];
+    CHUNKS
     {
-        S[j] = c[j];
-        ST[j] = c[L + j];
-        STT[j] = c[2 * L + j];
+        S[q] = Load<L>(c + q * W);
+        ST[q] = Load<L>(c + L + q * W);
+        STT[q] = Load<L>(c + 2 * L + q * W);
     }
     for (int l = 0; l < 3; ++l) {
         const double* cl = c + 3 * (l + 1) * L;
-        const double* yl = P.yv[g.direction[l]];
-        LANES
+        const V* yl = P.yv[g.direction[l]];
+        CHUNKS
         {
-            S[j] += cl[j] * yl[j];
-            ST[j] += cl[L + j] * yl[j];
-            STT[j] += cl[2 * L + j] * yl[j];
+            S[q] += Load<L>(cl + q * W) * yl[q];
+            ST[q] += Load<L>(cl + L + q * W) * yl[q];
+            STT[q] += Load<L>(cl + 2 * L + q * W) * yl[q];
         }
     }
     const int* loc = &factorLocal_[static_cast<size_t>(g.factorBegin)];
@@ -239,7 +300,13 @@ void EvaluationPlan::evaluateMuggianu(const Group& g, const double* __restrict c
     if (Order < 1) return;
     for (int l = 0; l < 3; ++l) {
         const double* cl = c + 3 * (l + 1) * L;
-        P.addDirection(g.direction[l], loc, off, cl, cl + L, 1.0, grad, hess, Order);
+        V D[N], DT[N];
+        CHUNKS
+        {
+            D[q] = Load<L>(cl + q * W);
+            DT[q] = Load<L>(cl + L + q * W);
+        }
+        P.addDirection(g.direction[l], loc, off, D, DT, 1.0, grad, hess, Order);
     }
 }
 
@@ -312,6 +379,7 @@ void EvaluationPlan::evaluateLanes(const LaneState& at, const double* y, size_t 
     // Ideal mixing: the value with the exact fractions (0 ln 0 = 0), the
     // derivatives at the floored ones, ln y taken once per variable (none
     // for a fraction of exactly 1, nor below the floor).
+    constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
     const double R = kGasConstant;
     double sumYLnY[L];
     LANES sumYLnY[j] = 0.0;
@@ -336,17 +404,17 @@ void EvaluationPlan::evaluateLanes(const LaneState& at, const double* y, size_t 
         }
         if (Order >= 1) {
             double* gv = grad + u * L;
-            LANES gv[j] += at.RT[j] * a * (lnyf[j] + 1.0);
+            CHUNKS AddTo<L>(gv + q * W, Load<L>(at.RT + q * W) * a * (Load<L>(lnyf + q * W) + 1.0));
         }
         if (Order >= 2) {
             const size_t row = packedIndex(v, v, dim);
             double* hvv = hess + row * L;
             double* hvT = hess + (row + static_cast<size_t>(n - v)) * L;
             const double Ra = Ra_[u];
-            LANES
+            CHUNKS
             {
-                hvv[j] += at.RT[j] * a / yf[j];
-                hvT[j] += Ra * (lnyf[j] + 1.0);
+                AddTo<L>(hvv + q * W, Load<L>(at.RT + q * W) * a / Load<L>(yf + q * W));
+                AddTo<L>(hvT + q * W, Ra * (Load<L>(lnyf + q * W) + 1.0));
             }
         }
     }
@@ -412,83 +480,88 @@ void EvaluationPlan::addMagnetic(const LaneState& at, const double* __restrict T
     }
     if (Order < 1) return;
 
+    // With F = ln(beta'+1) g, G_mag = R T F.  Over the local variables r (T
+    // the last, index m), B_r and C_r the derivatives of beta' and TC':
+    //   dG/dr      = s B_r + t C_r                       (+ R lnB (T gT + g) at T)
+    //   d2G/dr dc  = U_r B_c + V_r C_c + b hb_rc + e hc_rc
+    // with U_r = a B_r + c C_r, V_r = c B_r + d C_r, hb and hc the Hessians of
+    // beta and TC, and the T column taking the terms of g's and of the
+    // prefactor's own T dependence: p B_r + q C_r at (r, T), twice that and
+    // R lnB (T gTT + 2 gT) at (T, T).  a .. e, p, q, s, t are the lane's
+    // factors below: four products per Hessian entry instead of the expanded
+    // chain rule's dozen.
+    using V = typename Chunks<L>::V;
+    constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
+    auto lanes = [](const double* x, int q) { return Load<L>(x + q * W); };
     const Space& mc = spaces_[kCurie];
     const Space& mb = spaces_[kMoment];
     const int m = mc.n, md = m + 1, n = n_;
+    V s[N], t[N];
+    CHUNKS
+    {
+        const V RT = R * lanes(at.T, q);
+        s[q] = RT * (lanes(lnB1, q) * lanes(g, q));
+        t[q] = RT * (lanes(lnB, q) * lanes(gC, q));
+    }
     // lane j of local variable r at [r*L + j]
-    double* dTC = magScratch_.data();
-    double* dBeta = dTC + md * L;
-    double* dg = dBeta + md * L;
-    double* dLn = dg + md * L;
+    double* B = magScratch_.data();
+    double* C = B + md * L;
+    double* U = C + md * L;
+    double* Vs = U + md * L;
     for (int r = 0; r < md; ++r) {
         const double* cr = &mc.grad[static_cast<size_t>(r) * L];
         const double* br = &mb.grad[static_cast<size_t>(r) * L];
-        LANES
+        CHUNKS
         {
-            dTC[r * L + j] = kC[j] * cr[j];
-            dBeta[r * L + j] = kB[j] * br[j];
-            dg[r * L + j] = gC[j] * dTC[r * L + j];
-            dLn[r * L + j] = lnB1[j] * dBeta[r * L + j];
+            Store<L>(B + r * L + q * W, lanes(kB, q) * lanes(br, q));
+            Store<L>(C + r * L + q * W, lanes(kC, q) * lanes(cr, q));
         }
     }
-    double* dgm = dg + m * L;
-    double* dLm = dLn + m * L;
-    LANES dgm[j] += gT[j];
     for (int r = 0; r < m; ++r) {
         double* gr = grad + static_cast<size_t>(mc.global[static_cast<size_t>(r)]) * L;
-        LANES gr[j] += R * (at.T[j] * (dLn[r * L + j] * g[j] + lnB[j] * dg[r * L + j]));
+        CHUNKS AddTo<L>(gr + q * W, s[q] * lanes(B + r * L, q) + t[q] * lanes(C + r * L, q));
     }
     double* gTrow = grad + static_cast<size_t>(n) * L;
-    LANES gTrow[j] += R * (lnB[j] * g[j] + at.T[j] * (dLm[j] * g[j] + lnB[j] * dgm[j]));
+    CHUNKS AddTo<L>(gTrow + q * W, s[q] * lanes(B + m * L, q) + t[q] * lanes(C + m * L, q) +
+                                       R * (lanes(lnB, q) * (lanes(at.T, q) * lanes(gT, q) + lanes(g, q))));
     if (Order < 2) return;
+
+    V fb[N], fe[N], fp[N], fq[N];
+    CHUNKS
+    {
+        const V T = lanes(at.T, q), RT = R * T;
+        const V a = RT * (lanes(g, q) * lanes(lnB2, q)), c = RT * (lanes(lnB1, q) * lanes(gC, q)),
+                d = RT * (lanes(lnB, q) * lanes(gCC, q));
+        for (int r = 0; r < md; ++r) {
+            const V Br = lanes(B + r * L, q), Cr = lanes(C + r * L, q);
+            Store<L>(U + r * L + q * W, a * Br + c * Cr);
+            Store<L>(Vs + r * L + q * W, c * Br + d * Cr);
+        }
+        fb[q] = RT * (lanes(g, q) * lanes(lnB1, q) * lanes(kB, q));
+        fe[q] = RT * (lanes(lnB, q) * lanes(gC, q) * lanes(kC, q));
+        fp[q] = R * (lanes(lnB1, q) * (T * lanes(gT, q) + lanes(g, q)));
+        fq[q] = R * (lanes(lnB, q) * (T * lanes(gTC, q) + lanes(gC, q)));
+    }
     const uint32_t* off = magOffset_.data();
-    const double* dTm = dTC + m * L;
-    const double* dBm = dBeta + m * L;
     size_t k = 0;  // packed local index of (r, c)
-    for (int r = 0; r < m; ++r) {
-        const double* Cr = dTC + r * L;
-        const double* Br = dBeta + r * L;
-        const double* Lr = dLn + r * L;
-        const double* Gr = dg + r * L;
-        for (int c = r; c < m; ++c, ++k) {
+    for (int r = 0; r < md; ++r) {
+        for (int c = r; c < md; ++c, ++k) {
             const double* hc = &mc.hess[k * L];
             const double* hb = &mb.hess[k * L];
             double* h = hess + static_cast<size_t>(off[k]) * L;
-            const double* Cc = dTC + c * L;
-            const double* Bc = dBeta + c * L;
-            const double* Lc = dLn + c * L;
-            const double* Gc = dg + c * L;
-            LANES
-            {
-                const double d2g = gCC[j] * Cr[j] * Cc[j] + gC[j] * kC[j] * hc[j];
-                const double d2Ln = lnB2[j] * Br[j] * Bc[j] + lnB1[j] * kB[j] * hb[j];
-                h[j] += R * at.T[j] * (d2Ln * g[j] + Lr[j] * Gc[j] + Lc[j] * Gr[j] + lnB[j] * d2g);
-            }
+            CHUNKS AddTo<L>(h + q * W, lanes(U + r * L, q) * lanes(B + c * L, q) + lanes(Vs + r * L, q) * lanes(C + c * L, q) +
+                                           fb[q] * lanes(hb, q) + fe[q] * lanes(hc, q));
         }
-        // (r, T)
-        const double* hc = &mc.hess[k * L];
-        const double* hb = &mb.hess[k * L];
-        double* h = hess + static_cast<size_t>(off[k]) * L;
-        LANES
+        // the T column: (r, T), and (T, T) twice with g's second T derivative
+        double* hT = hess + static_cast<size_t>(off[k - 1]) * L;
+        CHUNKS
         {
-            const double d2g = gCC[j] * Cr[j] * dTm[j] + gC[j] * kC[j] * hc[j] + gTC[j] * Cr[j];
-            const double d2Ln = lnB2[j] * Br[j] * dBm[j] + lnB1[j] * kB[j] * hb[j];
-            h[j] += R * (Lr[j] * g[j] + lnB[j] * Gr[j] +
-                         at.T[j] * (d2Ln * g[j] + Lr[j] * dgm[j] + dLm[j] * Gr[j] + lnB[j] * d2g));
+            const V pq = fp[q] * lanes(B + r * L, q) + fq[q] * lanes(C + r * L, q);
+            if (r < m)
+                AddTo<L>(hT + q * W, pq);
+            else
+                AddTo<L>(hT + q * W, 2.0 * pq + R * (lanes(lnB, q) * (lanes(at.T, q) * lanes(gTT, q) + 2.0 * lanes(gT, q))));
         }
-        ++k;
-    }
-    // (T, T)
-    const double* hc = &mc.hess[k * L];
-    const double* hb = &mb.hess[k * L];
-    double* h = hess + static_cast<size_t>(off[k]) * L;
-    LANES
-    {
-        const double Cm = dTm[j];
-        const double d2g = gCC[j] * Cm * Cm + gC[j] * kC[j] * hc[j] + 2.0 * gTC[j] * Cm + gTT[j];
-        const double d2Ln = lnB2[j] * dBm[j] * dBm[j] + lnB1[j] * kB[j] * hb[j];
-        h[j] += R * (2.0 * (dLm[j] * g[j] + lnB[j] * dgm[j]) +
-                     at.T[j] * (d2Ln * g[j] + 2.0 * dLm[j] * dgm[j] + lnB[j] * d2g));
     }
 }
 
