@@ -79,6 +79,22 @@ inline __attribute__((always_inline)) void AddTo(double* p, typename Chunks<L>::
 {
     Store<L>(p, Load<L>(p) + v);
 }
+// |x| lane by lane: the sign bit cleared, as fabs does
+template <int L>
+inline __attribute__((always_inline)) typename Chunks<L>::V Abs(typename Chunks<L>::V x)
+{
+    if constexpr (L == 1) {
+        return std::fabs(x);
+    } else {
+        typedef long long Bits __attribute__((vector_size(sizeof x)));
+        Bits b;
+        std::memcpy(&b, &x, sizeof x);
+        b &= Bits{} + 0x7fffffffffffffffLL;
+        typename Chunks<L>::V r;
+        std::memcpy(&r, &b, sizeof r);
+        return r;
+    }
+}
 template <int L>
 inline __attribute__((always_inline)) typename Chunks<L>::V Splat(double x)
 {
@@ -434,49 +450,64 @@ template <EvaluationPlan::Isa I, int Order, int L>
 void EvaluationPlan::addMagnetic(const LaneState& at, const double* __restrict TC, const double* __restrict beta,
                                  double* __restrict G, double* __restrict grad, double* __restrict hess)
 {
+    using V = typename Chunks<L>::V;
+    constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
+    auto lanes = [](const double* x, int q) { return Load<L>(x + q * W); };
     const double R = magR_, invAfm = 1.0 / afm_;
     double kC[L], kB[L], lnB[L], lnB1[L], lnB2[L], g[L], gC[L], gCC[L], gTC[L], gT[L], gTT[L];
+    // ln(beta'+1) from the library, lane by lane
     LANES
     {
-        const double T = at.T[j], invT = at.invT[j];
-        kC[j] = TC[j] < 0.0 ? invAfm : 1.0;
         kB[j] = beta[j] < 0.0 ? invAfm : 1.0;
-        const double TCp = TC[j] * kC[j], betaP = beta[j] * kB[j];
-        lnB[j] = std::log(betaP + 1.0);
-        lnB1[j] = 1.0 / (betaP + 1.0);
-        lnB2[j] = -lnB1[j] * lnB1[j];
-        g[j] = gC[j] = gCC[j] = gTC[j] = gT[j] = gTT[j] = 0.0;
-        // Without a Curie temperature there is no magnetic ordering: g = 0.
-        if (TCp != 0.0) {
-            const double invTC = 1.0 / TCp;
-            const double tau = std::fabs(T * invTC);
-            if (tau < 1.0) {
-                const double am1 = below_[0], a3 = below_[1], a9 = below_[2], a15 = below_[3];
-                const double itau = std::fabs(TCp * invT);
-                const double t2 = tau * tau, t3 = t2 * tau, t6 = t3 * t3, t9 = t6 * t3, t15 = t9 * t6;
-                g[j] = 1.0 + am1 * itau + a3 * t3 + a9 * t9 + a15 * t15;
-                if (Order >= 1) gC[j] = -(-am1 * itau + 3 * a3 * t3 + 9 * a9 * t9 + 15 * a15 * t15) * invTC;
-                if (Order >= 2) {
-                    const double iTC2 = invTC * invTC, t8 = t6 * t2, t14 = t8 * t6;
-                    gCC[j] = (12 * a3 * t3 + 90 * a9 * t9 + 240 * a15 * t15) * iTC2;
-                    gTC[j] = -(am1 * itau * itau + 9 * a3 * t2 + 81 * a9 * t8 + 225 * a15 * t14) * iTC2;
-                }
-            } else {
-                const double b5 = above_[0], b15 = above_[1], b25 = above_[2];
-                const double tm1 = std::fabs(TCp * invT), tm2 = tm1 * tm1, tm5 = tm2 * tm2 * tm1, tm10 = tm5 * tm5;
-                const double tm15 = tm10 * tm5, tm25 = tm15 * tm10;
-                g[j] = b5 * tm5 + b15 * tm15 + b25 * tm25;
-                if (Order >= 1) gC[j] = (5 * b5 * tm5 + 15 * b15 * tm15 + 25 * b25 * tm25) * invTC;
-                if (Order >= 2) {
-                    const double iTC2 = invTC * invTC;
-                    gCC[j] = (20 * b5 * tm5 + 210 * b15 * tm15 + 600 * b25 * tm25) * iTC2;
-                    gTC[j] = -(25 * b5 * tm5 + 225 * b15 * tm15 + 625 * b25 * tm25) * tm1 * iTC2;
-                }
-            }
-            if (Order >= 1) gT[j] = -(TCp * invT) * gC[j];
-            if (Order >= 2) gTT[j] = -(gT[j] + TCp * gTC[j]) * invT;
-        }
-        G[j] += R * T * lnB[j] * g[j];
+        lnB[j] = std::log(beta[j] * kB[j] + 1.0);
+    }
+    // g and its derivatives: both sides of tau = 1 on every lane, each lane
+    // then taking its own (and 0 without a Curie temperature, where there is
+    // no magnetic ordering), so that the lanes go four at a time.
+    CHUNKS
+    {
+        const V T = lanes(at.T, q), invT = lanes(at.invT, q), tc = lanes(TC, q);
+        const V kc = tc < 0.0 ? Splat<L>(invAfm) : Splat<L>(1.0);
+        Store<L>(kC + q * W, kc);
+        const V TCp = tc * kc, betaP = lanes(beta, q) * lanes(kB, q);
+        const V lb1 = 1.0 / (betaP + 1.0);
+        Store<L>(lnB1 + q * W, lb1);
+        Store<L>(lnB2 + q * W, -lb1 * lb1);
+        const V invTC = 1.0 / TCp;
+        const V tau = Abs<L>(T * invTC);
+        const auto ordered = TCp != 0.0;
+        const auto below = tau < 1.0;
+        const V zero = Splat<L>(0.0);
+        // below: powers of tau; above: powers of 1/tau
+        const double am1 = below_[0], a3 = below_[1], a9 = below_[2], a15 = below_[3];
+        const V itau = Abs<L>(TCp * invT);
+        const V t2 = tau * tau, t3 = t2 * tau, t6 = t3 * t3, t9 = t6 * t3, t15 = t9 * t6;
+        const double b5 = above_[0], b15 = above_[1], b25 = above_[2];
+        const V tm1 = Abs<L>(TCp * invT), tm2 = tm1 * tm1, tm5 = tm2 * tm2 * tm1, tm10 = tm5 * tm5;
+        const V tm15 = tm10 * tm5, tm25 = tm15 * tm10;
+        const V gq = ordered ? (below ? 1.0 + am1 * itau + a3 * t3 + a9 * t9 + a15 * t15
+                                      : b5 * tm5 + b15 * tm15 + b25 * tm25)
+                             : zero;
+        Store<L>(g + q * W, gq);
+        Store<L>(G + q * W, lanes(G, q) + R * T * lanes(lnB, q) * gq);
+        if (Order < 1) continue;
+        const V gCq = ordered ? (below ? -(-am1 * itau + 3 * a3 * t3 + 9 * a9 * t9 + 15 * a15 * t15) * invTC
+                                       : (5 * b5 * tm5 + 15 * b15 * tm15 + 25 * b25 * tm25) * invTC)
+                              : zero;
+        const V gTq = ordered ? -(TCp * invT) * gCq : zero;
+        Store<L>(gC + q * W, gCq);
+        Store<L>(gT + q * W, gTq);
+        if (Order < 2) continue;
+        const V iTC2 = invTC * invTC, t8 = t6 * t2, t14 = t8 * t6;
+        const V gCCq = ordered ? (below ? (12 * a3 * t3 + 90 * a9 * t9 + 240 * a15 * t15) * iTC2
+                                        : (20 * b5 * tm5 + 210 * b15 * tm15 + 600 * b25 * tm25) * iTC2)
+                               : zero;
+        const V gTCq = ordered ? (below ? -(am1 * itau * itau + 9 * a3 * t2 + 81 * a9 * t8 + 225 * a15 * t14) * iTC2
+                                        : -(25 * b5 * tm5 + 225 * b15 * tm15 + 625 * b25 * tm25) * tm1 * iTC2)
+                               : zero;
+        Store<L>(gCC + q * W, gCCq);
+        Store<L>(gTC + q * W, gTCq);
+        Store<L>(gTT + q * W, ordered ? -(gTq + TCp * gTCq) * invT : zero);
     }
     if (Order < 1) return;
 
@@ -490,9 +521,6 @@ void EvaluationPlan::addMagnetic(const LaneState& at, const double* __restrict T
     // R lnB (T gTT + 2 gT) at (T, T).  a .. e, p, q, s, t are the lane's
     // factors below: four products per Hessian entry instead of the expanded
     // chain rule's dozen.
-    using V = typename Chunks<L>::V;
-    constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
-    auto lanes = [](const double* x, int q) { return Load<L>(x + q * W); };
     const Space& mc = spaces_[kCurie];
     const Space& mb = spaces_[kMoment];
     const int m = mc.n, md = m + 1, n = n_;
