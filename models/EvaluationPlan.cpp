@@ -23,7 +23,7 @@ size_t EvaluationPlan::bytes() const
                factorLocal_.capacity() * sizeof(int) + pairOffset_.capacity() * sizeof(uint32_t) +
                coef_.capacity() * sizeof(double) + powers_.capacity() + contributions_.capacity() * sizeof(Contribution) +
                sites_.capacity() * sizeof(double) + magScratch_.capacity() * sizeof(double) +
-               magOffset_.capacity() * sizeof(uint32_t) + (Ra_.capacity() + laneCoef_.capacity()) * sizeof(double);
+               magOffset_.capacity() * sizeof(uint32_t) + (Ra_.capacity() + laneCoef_.capacity() + laneSum_.capacity()) * sizeof(double);
     b += group_.capacity() * sizeof(int) +
          (weight_.capacity() + x_.capacity() + yx_.capacity() + eGrad_.capacity() + eHess_.capacity()) * sizeof(double);
     for (const Space* set : {spaces_, atX_, disordered_})

@@ -79,14 +79,7 @@ public:
     void setTemperature(double T, Values parameter)
     {
         T_ = T;
-        for (double& c : coef_) c = 0.0;
-        for (const Contribution& k : contributions_) {
-            const double* v = parameter(k.parameter);
-            double* c = &coef_[3 * static_cast<size_t>(k.coef)];
-            c[0] += k.weight * v[0];
-            c[1] += k.weight * v[1];
-            c[2] += k.weight * v[2];
-        }
+        sumCoefficients(coef_, parameter);
         temperatureChanged();
     }
 
@@ -103,15 +96,10 @@ public:
     template <class Values>
     void setLaneTemperature(int lane, double T, Values parameter)
     {
+        // summed contiguously, as setTemperature does, then spread into the lane
         const size_t L = kLanes, j = static_cast<size_t>(lane);
-        for (size_t c = 0; c < coef_.size(); ++c) laneCoef_[c * L + j] = 0.0;
-        for (const Contribution& k : contributions_) {
-            const double* v = parameter(k.parameter);
-            double* c = &laneCoef_[3 * static_cast<size_t>(k.coef) * L + j];
-            c[0] += k.weight * v[0];
-            c[L] += k.weight * v[1];
-            c[2 * L] += k.weight * v[2];
-        }
+        sumCoefficients(laneSum_, parameter);
+        for (size_t c = 0; c < laneSum_.size(); ++c) laneCoef_[c * L + j] = laneSum_[c];
         laneT_[j] = T;
         laneInvT_[j] = 1.0 / T;
         laneRT_[j] = kGasConstant * T;
@@ -176,6 +164,18 @@ private:
     };
 
     void temperatureChanged();
+    template <class Values>
+    void sumCoefficients(std::vector<double>& coef, Values parameter) const
+    {
+        for (double& c : coef) c = 0.0;
+        for (const Contribution& k : contributions_) {
+            const double* v = parameter(k.parameter);
+            double* c = &coef[3 * static_cast<size_t>(k.coef)];
+            c[0] += k.weight * v[0];
+            c[1] += k.weight * v[1];
+            c[2] += k.weight * v[2];
+        }
+    }
     // The block kernels exist twice: for the baseline instruction set and,
     // where the compiler can target it, for AVX2 (EvaluationPlanAvx2.cpp),
     // taken when the processor has it (PlanInstructionSet.h).  Both do the
@@ -242,6 +242,7 @@ private:
     // the lanes of a block: temperature, 1/T, R*T, coefficients; current
     // unless a new setTemperature has to be copied into every lane
     std::vector<double> laneCoef_;
+    std::vector<double> laneSum_;       //!< scratch: one lane's coefficients, summed before they are spread
     double laneT_[kLanes] = {}, laneInvT_[kLanes] = {}, laneRT_[kLanes] = {};
     bool lanesCurrent_ = false;
     double lnFloor_ = 0.0;              //!< ln of the floor

@@ -389,6 +389,7 @@ std::string PlanBuilder::build(ThermDatabase& db, int phaseIndex, EvaluationPlan
     }
 
     plan.laneCoef_.assign(plan.coef_.size() * EvaluationPlan::kLanes, 0.0);
+    plan.laneSum_.assign(plan.coef_.size(), 0.0);
     const std::string stepWhy = step.build(roots, db.symbols(), db.dataMgr, &db.expressions);
     if (!stepWhy.empty()) return "not covered: " + stepWhy;
     return std::string();

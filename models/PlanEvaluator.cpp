@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "EvaluationRefusal.h"
@@ -264,8 +265,7 @@ bool PlanEvaluator::runBlock(const double* T, const double* y, size_t count, siz
         // a whole block copies kBlock values a row, a size the compiler moves inline
         auto rows = [&](const double* from, double* to, size_t stride, size_t rowCount) {
             if (b == L) {
-                for (size_t r = 0; r < rowCount; ++r)
-                    for (size_t j = 0; j < L; ++j) to[r * stride + p0 + j] = from[r * L + j];
+                for (size_t r = 0; r < rowCount; ++r) std::memcpy(to + r * stride + p0, from + r * L, sizeof(double) * L);
             } else {
                 for (size_t r = 0; r < rowCount; ++r) std::copy(from + r * L, from + r * L + b, to + r * stride + p0);
             }
