@@ -238,31 +238,14 @@ struct Published
     const char* function;               //!< "function NAME is not defined" of a name it reads
 };
 
-// A published database read with the promise of values for the names it
-// leaves undefined, so that their uses are no reading errors.
 std::unique_ptr<ThermDatabase> ReadPromisingValues(const char* file)
 {
-    auto db = std::make_unique<ThermDatabase>();
-    tdb::ReadReport report;
-    tdb::ReadOptions options;
-    options.undefinedAsZero = true;
-    EXPECT_TRUE(tdb::readTdbFile(std::string(THERM_SHARED_DB_DIR) + "/" + file, *db, report, options));
+    bool ok = false;
+    std::unique_ptr<ThermDatabase> db = kit::ReadPromisingValues(std::string(THERM_SHARED_DB_DIR) + "/" + file, true, &ok);
+    EXPECT_TRUE(ok) << file;
     return db;
 }
-
-// Values for the names the file uses without defining them (fitting
-// variables whose FUNCTION lines are commented out), distinct per name and
-// small, as some are coefficients of T (VA41*T): J per mole of formula units,
-// or J per mole of formula units and K.
-void GiveValues(ThermDatabase& db)
-{
-    std::string error;
-    double value = -2.5;
-    for (const SymbolExpressions::FreeSymbol& f : db.expressions.freeSymbols()) {
-        ASSERT_TRUE(db.setSymbolValue(f.name, value, error)) << error;
-        value -= 2.5;
-    }
-}
+using kit::GiveValues;
 
 void PrintTo(const Published& c, std::ostream* os) { *os << c.name; }
 

@@ -22,7 +22,7 @@
 
 #include "models/PlanBuilder.h"
 #include "models/PlanEvaluator.h"
-#include "support/TdbTestKit.h"
+#include "support/EvaluatorTestKit.h"
 #include "thermfunctions/TThermFkt.h"
 #include "thermfunctions/TThermTPolynom.h"
 
@@ -40,20 +40,11 @@ std::vector<std::string> DatabaseFiles()
     return files;
 }
 
+// The names a file leaves undefined get values, so that the phases reading them compare too.
 std::unique_ptr<ThermDatabase> Read(const std::string& path)
 {
-    auto db = std::make_unique<ThermDatabase>();
-    tdb::ReadReport report;
-    // names the file leaves undefined get values, so that the phases reading them compare too
-    tdb::ReadOptions options;
-    options.undefinedAsZero = true;
-    tdb::readTdbFile(path, *db, report, options);  // partly readable files still give their good phases
-    std::string error;
-    double value = -1500.0;
-    for (const SymbolExpressions::FreeSymbol& f : db->expressions.freeSymbols()) {
-        EXPECT_TRUE(db->setSymbolValue(f.name, value, error)) << error;
-        value += 250.0;
-    }
+    std::unique_ptr<ThermDatabase> db = kit::ReadPromisingValues(path);
+    kit::GiveValues(*db);
     return db;
 }
 
