@@ -195,17 +195,6 @@ TEST(TermLimits, XiongOrderingOfANonPositiveTemperatureSumIsZero)
 // ---------------------------------------------------------------------------
 // Parameter sums: weights of every kind of parameter, and their derivatives
 
-const char* const kAlloyHeader = R"(
-ELEMENT VA VACUUM 0 0 0 !
-ELEMENT A  BCC_A2 10 0 0 !
-ELEMENT B  BCC_A2 10 0 0 !
-ELEMENT C  BCC_A2 10 0 0 !
-ELEMENT D  BCC_A2 10 0 0 !
-TYPE_DEFINITION % SEQ * !
-PHASE ALLOY % 2 1 3 !
-CONSTITUENT ALLOY : A,B,C : D,VA : !
-PARAMETER G(ALLOY,A:VA;0) 1 -1000; 6000 N !
-)";
 
 // site fractions A, B, C | D, VA
 const std::vector<double> kY = {0.5, 0.3, 0.2, 0.35, 0.65};
@@ -225,7 +214,7 @@ using Sums = ::testing::TestWithParam<WeightCase>;
 TEST_P(Sums, ValueIsTheWeightedSumAndDerivativesFollowDifferences)
 {
     const WeightCase& c = GetParam();
-    kit::Loaded l = kit::ReadText(std::string(kAlloyHeader) + c.parameters);
+    kit::Loaded l = kit::ReadModel("terms.tdb", c.parameters);
     ASSERT_TRUE(l.ok);
     ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
     ThermDatabase::PhaseRecord& rec = l.phase("ALLOY");
@@ -308,31 +297,8 @@ INSTANTIATE_TEST_SUITE_P(
 // ---------------------------------------------------------------------------
 // The terms in a phase evaluation
 
-// A liquid with every term: THETA, GD and the Curie-Neel magnetism (factor 0).
-const char* const kLiquid = R"(
-ELEMENT VA VACUUM 0 0 0 !
-ELEMENT A  BCC_A2 10 0 0 !
-ELEMENT B  BCC_A2 10 0 0 !
-TYPE_DEFINITION % SEQ * !
-TYPE_DEFINITION & GES A_P_D LIQUID MAGNETIC 0.0 0.25 !
-PHASE LIQUID %& 1 1 !
-CONSTITUENT LIQUID : A,B : !
-PARAMETER G(LIQUID,A;0) 1 1000-5*T; 6000 N !
-PARAMETER G(LIQUID,B;0) 1 -2000; 6000 N !
-PARAMETER G(LIQUID,A,B;0) 1 -3000; 6000 N !
-PARAMETER THETA(LIQUID,A;0) 1 5.5; 6000 N !
-PARAMETER THETA(LIQUID,B;0) 1 4.8; 6000 N !
-PARAMETER THETA(LIQUID,A,B;1) 1 0.2; 6000 N !
-PARAMETER GD(LIQUID,A;0) 1 40000-5*T; 6000 N !
-PARAMETER GD(LIQUID,B;0) 1 30000; 6000 N !
-PARAMETER TC(LIQUID,A;0) 1 600; 6000 N !
-PARAMETER NT(LIQUID,B;0) 1 400; 6000 N !
-PARAMETER NT(LIQUID,A,B;0) 1 -300; 6000 N !
-PARAMETER BMAGN(LIQUID,A;0) 1 1.7; 6000 N !
-PARAMETER BMAGN(LIQUID,B;0) 1 0.5; 6000 N !
-)";
 
-// The liquid of kLiquid at (yA, yB) and T, written out.
+// LIQUID of tests/corpus/models/terms.tdb at (yA, yB) and T, written out.
 double LiquidG(double yA, double yB, double T)
 {
     const double ideal = R * T * (yA * std::log(yA) + yB * std::log(yB));
@@ -345,7 +311,7 @@ double LiquidG(double yA, double yB, double T)
 
 TEST(PhaseTerms, EvaluationAddsEveryTermWithDerivativesThatFollowDifferences)
 {
-    kit::Loaded l = kit::ReadText(kLiquid);
+    kit::Loaded l = kit::ReadModel("terms.tdb");
     ASSERT_TRUE(l.ok);
     ASSERT_EQ(l.report.diagnostics.size(), 0u) << l.diagnostics();
     // below and above the Neel temperature of this composition, and both ordered
@@ -386,15 +352,15 @@ TEST(Selection, NeelTemperaturesNeedTheMagneticTypeDefinitionOfFactorZero)
 {
     const struct
     {
-        const char* typeDefinition;  // for the phase's type code &
+        const char* typeDefinition;  // for the phase's type code S
         const char* why;             // part of the reason; "" when evaluable
-    } cases[] = {{"TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC 0 0.37 !", ""},
-                 {"TYPE_DEFINITION & GES A_P_D BCC_A2 MAGNETIC -1 0.4 !",
+    } cases[] = {{"TYPE_DEFINITION S GES A_P_D BCC_A2 MAGNETIC 0 0.37 !", ""},
+                 {"TYPE_DEFINITION S GES A_P_D BCC_A2 MAGNETIC -1 0.4 !",
                   "NT (Neel temperature) parameters with the classic magnetic model (factor -1)"},
                  {"", "NT (Neel temperature) parameters without a magnetic type definition of factor 0"}};
     for (const auto& c : cases) {
-        kit::Loaded l = kit::ReadText("ELEMENT A  BCC_A2 10 0 0 !\nTYPE_DEFINITION % SEQ * !\n" + std::string(c.typeDefinition) +
-                                      "\nPHASE BCC_A2 %& 1 1 !\nCONSTITUENT BCC_A2 : A : !\n"
+        kit::Loaded l = kit::ReadModel("terms.tdb", std::string(c.typeDefinition) +
+                                                    "\nPHASE BCC_A2 %S 1 1 !\nCONSTITUENT BCC_A2 : A : !\n"
                                       "PARAMETER G(BCC_A2,A;0) 1 1000; 6000 N !\nPARAMETER TC(BCC_A2,A;0) 1 300; 6000 N !\n"
                                       "PARAMETER NT(BCC_A2,A;0) 1 200; 6000 N !\nPARAMETER BMAGN(BCC_A2,A;0) 1 1; 6000 N !\n");
         ASSERT_TRUE(l.ok);
