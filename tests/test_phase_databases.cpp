@@ -44,9 +44,9 @@ const double P0 = 101325.0; // Pa; no parameter here depends on P
 // The Pb-Sn assessment (T.L. Ngai, Y.A. Chang, CALPHAD 5 (1981) 267) as
 // distributed in pbsn.tdb does not carry the SGTE unaries: its T coefficients
 // differ from Dinsdale's (tin by 0.015424 J/K in every range, lead by about
-// 0.015 J/K with its first limit at 600.65 K instead of 600.61 K).  These are
-// that file's functions, typed from its text, so that the evaluator is checked
-// against the data the file actually holds.
+// 0.015 J/K with its first limit at 600.65 K instead of 600.61 K), so that the
+// evaluator is checked against the data the file actually holds: lead typed
+// from the file's text, tin as Dinsdale's less 0.015424*T.
 double PbsnGhserPb(double T)
 {
     const double lnT = std::log(T);
@@ -57,20 +57,7 @@ double PbsnGhserPb(double T)
     return 4157.596 + 53.154045 * T - 18.9640637 * T * lnT - 2.882943e-3 * T * T + 0.098144e-6 * T * T * T -
            2696755.0 / T + 805.644e23 * std::pow(T, -9);
 }
-double PbsnGhserSn(double T)
-{
-    const double lnT = std::log(T);
-    if (T < 250.0)
-        return -7958.517 + 122.750027 * T - 25.858 * T * lnT + 5.1185e-4 * T * T - 3.192767e-6 * T * T * T +
-               18440.0 / T;
-    if (T < 505.08)
-        return -5855.135 + 65.427891 * T - 15.961 * T * lnT - 0.0188702 * T * T + 3.121167e-6 * T * T * T -
-               61960.0 / T;
-    if (T < 800.0)
-        return 2524.724 + 3.989845 * T - 8.2590486 * T * lnT - 0.016814429 * T * T + 2.623131e-6 * T * T * T -
-               1081244.0 / T - 1.2307e25 * std::pow(T, -9);
-    return -8256.959 + 138.981456 * T - 28.4512 * T * lnT - 1.2307e25 * std::pow(T, -9);
-}
+double PbsnGhserSn(double T) { return GhserSn(T) - 0.015424 * T; }
 double PbsnLiquidPb(double T)  // GPBLIQ of the file
 {
     if (T < 600.65) return 4672.157 - 7.750257 * T - 6.0144e-19 * std::pow(T, 7) + PbsnGhserPb(T);
