@@ -210,26 +210,6 @@ TEST(PhaseEvaluator, AtomsPerFormulaUnitLeaveOutVacancies)
     EXPECT_EQ(ev.findVariable(0, "VA"), -1);
 }
 
-TEST(PhaseEvaluator, LowerOrdersGiveTheSameNumbers)
-{
-    kit::Loaded l = ReadPhases();
-    ThermDatabase& db = *l.db;
-    PhaseEvaluator ev(db, db.findPhase("BCC_A2"));
-    ev.setTemperature(800, P0);
-    const double y[] = {0.6, 0.4, 1.0};
-    PhaseProperties o0, o1, o2;
-    ASSERT_TRUE(ev.evaluate(y, 2, o2));
-    ASSERT_TRUE(ev.evaluate(y, 1, o1));
-    ASSERT_TRUE(ev.evaluate(y, 0, o0));
-    EXPECT_EQ(o0.G, o2.G);
-    EXPECT_EQ(o0.GM, o2.GM);
-    EXPECT_TRUE(std::isnan(o0.SM));  // not asked for
-    EXPECT_EQ(o1.dG_dT, o2.dG_dT);
-    EXPECT_EQ(o1.dG_dy, o2.dG_dy);
-    EXPECT_EQ(o1.HM, o2.HM);
-    EXPECT_TRUE(std::isnan(o1.CPM));
-}
-
 // The evaluator forms the derivatives of reciprocal parameters of orders 1
 // and 2 itself; the phase's arrays must still hold everything the kernel puts
 // there for other terms: d/dT of the site-fraction block and the third
