@@ -12,11 +12,14 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 
 #include "EvaluationPlan.h"
 #include "EvaluationPlanAvx2.h"
 
 #ifdef THERM_PLAN_AVX2_KERNELS
+#define THERM_LANE_WIDTH 4  // one AVX2 register of lanes (LaneMath.h)
 #pragma GCC push_options
 #pragma GCC target("avx2")
 #include "EvaluationPlanLanes.h"

@@ -16,6 +16,7 @@
 #include <cstring>
 
 #include "EvaluationPlan.h"
+#include "LaneMath.h"
 
 namespace {
 constexpr int kMaxFactors = 10;  // constituent entries of one parameter record
@@ -34,73 +35,6 @@ inline int PairIndex(int i, int j, int m)
 // give the point results bit for bit.
 #define LANES for (int j = 0; j < L; ++j)
 
-// The lanes of a block go four at a time as one vector value (GCC's vector
-// extension: one AVX2 register, or two SSE2 ones on the baseline build), so
-// that the compiler need not discover the parallelism itself -- it often
-// does not after unrolling the lane loops.  A point is one lane, a plain
-// double.  Element-wise vector arithmetic rounds exactly as the scalar
-// operations do, so the two agree bit for bit.  Values live in arrays of
-// Chunks<L>::N vectors; the plan's arrays are read and written through Load
-// and Store.
-// The note that such vectors are passed differently with and without AVX
-// concerns calls between separately compiled code; these helpers are
-// internal and always inlined (the note comes at the end of the file that
-// includes this, so it is silenced for that whole file).
-#pragma GCC diagnostic ignored "-Wpsabi"
-namespace {
-typedef double Lane4 __attribute__((vector_size(4 * sizeof(double))));
-template <int L>
-struct Chunks
-{
-    static_assert(L % 4 == 0, "a block is whole vectors of 4 lanes");
-    static constexpr int W = 4, N = L / 4;
-    using V = Lane4;
-};
-template <>
-struct Chunks<1>
-{
-    static constexpr int W = 1, N = 1;
-    using V = double;
-};
-template <int L>
-inline __attribute__((always_inline)) typename Chunks<L>::V Load(const double* p)
-{
-    typename Chunks<L>::V v;
-    std::memcpy(&v, p, sizeof v);
-    return v;
-}
-template <int L>
-inline __attribute__((always_inline)) void Store(double* p, typename Chunks<L>::V v)
-{
-    std::memcpy(p, &v, sizeof v);
-}
-template <int L>
-inline __attribute__((always_inline)) void AddTo(double* p, typename Chunks<L>::V v)
-{
-    Store<L>(p, Load<L>(p) + v);
-}
-// |x| lane by lane: the sign bit cleared, as fabs does
-template <int L>
-inline __attribute__((always_inline)) typename Chunks<L>::V Abs(typename Chunks<L>::V x)
-{
-    if constexpr (L == 1) {
-        return std::fabs(x);
-    } else {
-        typedef long long Bits __attribute__((vector_size(sizeof x)));
-        Bits b;
-        std::memcpy(&b, &x, sizeof x);
-        b &= Bits{} + 0x7fffffffffffffffLL;
-        typename Chunks<L>::V r;
-        std::memcpy(&r, &b, sizeof r);
-        return r;
-    }
-}
-template <int L>
-inline __attribute__((always_inline)) typename Chunks<L>::V Splat(double x)
-{
-    return typename Chunks<L>::V{} + x;
-}
-}  // namespace
 // q runs over a quantity's vectors, at lanes q*W ...
 #define CHUNKS for (int q = 0; q < N; ++q)
 
@@ -393,30 +327,27 @@ void EvaluationPlan::evaluateLanes(const LaneState& at, const double* y, size_t 
     }
 
     // Ideal mixing: the value with the exact fractions (0 ln 0 = 0), the
-    // derivatives at the floored ones, ln y taken once per variable (none
-    // for a fraction of exactly 1, nor below the floor).
+    // derivatives at the floored ones; ln y a vector of lanes at a time (LaneMath.h),
+    // used where the fraction is neither 1 nor below the floor.
     constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
     const double R = kGasConstant;
-    double sumYLnY[L];
-    LANES sumYLnY[j] = 0.0;
+    using V = typename Chunks<L>::V;
+    V sumYLnY[N];
+    CHUNKS sumYLnY[q] = Splat<L>(0.0);
     for (int v = 0; v < n; ++v) {
         const size_t u = static_cast<size_t>(v);
         const double* yu = y + u * stride;
         const double a = sites_[u];
         double yf[L], lnyf[L];
-        LANES
+        CHUNKS
         {
-            const double yj = yu[j];
-            yf[j] = yj;
-            lnyf[j] = 0.0;
-            if (yj < kSiteFractionFloor) {
-                yf[j] = kSiteFractionFloor;
-                lnyf[j] = lnFloor_;
-                if (yj > 0.0) sumYLnY[j] += a * yj * std::log(yj);
-            } else if (yj != 1.0) {
-                lnyf[j] = std::log(yj);
-                sumYLnY[j] += a * yj * lnyf[j];
-            }
+            const V yq = Load<L>(yu + q * W);
+            const V ln = LaneLog<L>(yq);
+            const auto tiny = yq < kSiteFractionFloor;
+            Store<L>(yf + q * W, tiny ? Splat<L>(kSiteFractionFloor) : yq);
+            Store<L>(lnyf + q * W, tiny ? Splat<L>(lnFloor_) : yq == 1.0 ? Splat<L>(0.0) : ln);
+            const auto counted = (yq > 0.0) & (yq != 1.0);
+            sumYLnY[q] = counted ? sumYLnY[q] + a * yq * ln : sumYLnY[q];
         }
         if (Order >= 1) {
             double* gv = grad + u * L;
@@ -434,10 +365,10 @@ void EvaluationPlan::evaluateLanes(const LaneState& at, const double* y, size_t 
             }
         }
     }
-    LANES G[j] = sums[0][j] + at.RT[j] * sumYLnY[j];
+    CHUNKS Store<L>(G + q * W, Load<L>(sums[0] + q * W) + Load<L>(at.RT + q * W) * sumYLnY[q]);
     if (Order >= 1) {
         double* gT = grad + static_cast<size_t>(n) * L;
-        LANES gT[j] += R * sumYLnY[j];
+        CHUNKS AddTo<L>(gT + q * W, R * sumYLnY[q]);
     }
     if (magnetic_) addMagnetic<I, Order, L>(at, sums[1], sums[2], G, grad, hess);
 }
@@ -455,15 +386,16 @@ void EvaluationPlan::addMagnetic(const LaneState& at, const double* __restrict T
     auto lanes = [](const double* x, int q) { return Load<L>(x + q * W); };
     const double R = magR_, invAfm = 1.0 / afm_;
     double kC[L], kB[L], lnB[L], lnB1[L], lnB2[L], g[L], gC[L], gCC[L], gTC[L], gT[L], gTT[L];
-    // ln(beta'+1) from the library, lane by lane
-    LANES
+    CHUNKS
     {
-        kB[j] = beta[j] < 0.0 ? invAfm : 1.0;
-        lnB[j] = std::log(beta[j] * kB[j] + 1.0);
+        const V bt = lanes(beta, q);
+        const V kb = bt < 0.0 ? Splat<L>(invAfm) : Splat<L>(1.0);
+        Store<L>(kB + q * W, kb);
+        Store<L>(lnB + q * W, LaneLog<L>(bt * kb + 1.0));
     }
     // g and its derivatives: both sides of tau = 1 on every lane, each lane
     // then taking its own (and 0 without a Curie temperature, where there is
-    // no magnetic ordering), so that the lanes go four at a time.
+    // no magnetic ordering), so that the lanes go a vector at a time.
     CHUNKS
     {
         const V T = lanes(at.T, q), invT = lanes(at.invT, q), tc = lanes(TC, q);
