@@ -217,8 +217,9 @@ TEST(CInterfaceValues, BinarySolutionFollowsHandArithmetic)
 
 // Derivatives against central differences of G: in T, and along directions
 // that keep each sublattice's sum (a fraction moved from one constituent to
-// another).  Cr-Fe-Nb BCC_A2 (magnetic) and EIN (Einstein) go through the
-// compiled plan, ORD (ordered, an Einstein term of its own) through the kernel.
+// another).  Cr-Fe-Nb BCC_A2 (magnetic), LAVES_C15 (three atoms per formula
+// unit) and EIN (Einstein) go through the compiled plan, ORD (ordered, an
+// Einstein term of its own) through the kernel.
 TEST(CInterfaceDerivatives, AgreeWithDifferencesOfG)
 {
     struct Case
@@ -232,6 +233,8 @@ TEST(CInterfaceDerivatives, AgreeWithDifferencesOfG)
     const Case cases[] = {
         {std::string(THERM_DATA_DIR) + "/CrFeNb_Jacob2016.tdb", "BCC_A2", {{0, 1}, {0, 2}, {1, 2}},
          {{0.1, 0.88, 0.02, 1}, {0.7, 0.2, 0.1, 1}, {0.3, 0.3, 0.4, 1}}, {400.0, 1000.0, 1043.0, 1700.0}},
+        {std::string(THERM_DATA_DIR) + "/CrFeNb_Jacob2016.tdb", "LAVES_C15", {{0, 1}, {3, 5}},  // 3 atoms
+         {{0.1, 0.6, 0.3, 0.2, 0.3, 0.5}}, {1200.0}},
         {kBinary, "EIN", {{0, 1}}, {{0.7, 0.3}, {0.5, 0.5}}, {500.0, 1500.0}},
         {kBinary, "ORD", {{0, 1}, {2, 3}}, {{0.7, 0.3, 0.2, 0.8}, {0.5, 0.5, 0.5, 0.5}}, {500.0, 1500.0}},
     };
