@@ -60,10 +60,9 @@ int CVxDataMgr::AddSourceText(int nSourceKind, const char* pszText)
 
 int CVxDataMgr::AddSymbolName(const char* pszName)
 {
-    myCString name(pszName);
-    m_SymbolNames2.Add(name);
-    m_SymbolNames3.Add(name);
-    return m_SymbolNames1.Add(name);
+    m_SymbolNames2.Add(pszName);
+    m_SymbolNames3.Add(pszName);
+    return m_SymbolNames1.Add(pszName);
 }
 
 int CVxDataMgr::FindSymbolName(const char* pszName) const

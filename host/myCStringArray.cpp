@@ -1,5 +1,6 @@
 #include "myCStringArray.h"
 
+#include <functional>
 #include <utility>
 
 #include "foundation/mfc_templates.h"
@@ -30,13 +31,15 @@ void myCStringArray::Grow(int nNewSize)
 void myCStringArray::SetAtGrow(int nIndex, const myCString& text)
 {
     MFC_VERIFY(nIndex >= 0);
-    if (nIndex >= m_nSize) {
-        // copy first: text may live inside this array and move when it grows
+    if (nIndex >= m_nSize && std::less_equal<const myCString*>()(m_pData, &text) &&
+        std::less<const myCString*>()(&text, m_pData + m_nMaxSize)) {
+        // text is an entry of this array, and the entries move when it grows: copy it first
         myCString copy(text);
         Grow(nIndex + 1);
         m_pData[nIndex] = copy;
         return;
     }
+    Grow(nIndex + 1);
     m_pData[nIndex] = text;
 }
 
@@ -44,6 +47,16 @@ int myCStringArray::Add(const myCString& text)
 {
     int n = m_nSize;
     SetAtGrow(n, text);
+    return n;
+}
+
+int myCStringArray::Add(const char* pszText)
+{
+    // growing hands the texts over to the new entries, so pszText stays valid
+    // even when it is the text of one of them
+    int n = m_nSize;
+    Grow(n + 1);
+    m_pData[n] = pszText;
     return n;
 }
 

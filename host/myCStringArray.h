@@ -22,6 +22,7 @@ public:
     void SetAtGrow(int nIndex, const myCString& text);
     // Appends a copy; returns its index.
     int Add(const myCString& text);
+    int Add(const char* pszText);
     // Checked access: an index outside the array stops the process.
     myCString& ElementAt(int nIndex);
     const myCString& ElementAt(int nIndex) const;

@@ -1,18 +1,17 @@
 #include "TdbCommandFeeds.h"
 
-#include <cctype>
-
+#include "AsciiText.h"
 #include "TdbKeywords.h"
 
 namespace tdb {
 
 namespace {
 
-bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+bool isBlank(char c) { return isAsciiSpace(c); }
 
 bool isNameChar(char c)
 {
-    return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-' || c == '/' || c == '#';
+    return isAsciiAlnum(c) || c == '_' || c == '-' || c == '/' || c == '#';
 }
 
 // Words of text[begin, end) made of name characters, upper case.
@@ -22,7 +21,7 @@ std::vector<std::string> nameWords(const std::string& text, size_t begin, size_t
     std::string word;
     for (size_t i = begin; i <= end; ++i) {
         if (i < end && isNameChar(text[i])) {
-            word += static_cast<char>(std::toupper(static_cast<unsigned char>(text[i])));
+            word += toAsciiUpper(text[i]);
         } else if (!word.empty()) {
             out.push_back(word);
             word.clear();
@@ -82,7 +81,7 @@ size_t runOnCommandStart(const std::string& text, size_t begin, size_t end)
         size_t i = line + 1;
         while (i < end && (text[i] == ' ' || text[i] == '\t' || text[i] == '\r')) ++i;
         size_t start = i;
-        while (i < end && (std::isalpha(static_cast<unsigned char>(text[i])) || text[i] == '_')) ++i;
+        while (i < end && (isAsciiAlpha(text[i]) || text[i] == '_')) ++i;
         std::string word = upper(text.substr(start, i - start));
         size_t next = i;
         while (next < end && isBlank(text[next])) ++next;
@@ -94,7 +93,7 @@ size_t runOnCommandStart(const std::string& text, size_t begin, size_t end)
             for (const char* keyword : kDataCommands) {
                 if (!(word == keyword || (word.size() >= 4 && abbreviates(word, keyword)))) continue;
                 bool numeric = std::string(keyword) == "TEMPERATURE_LIMITS";
-                bool digit = std::isdigit(static_cast<unsigned char>(c)) != 0;
+                bool digit = isAsciiDigit(c);
                 bool operatorChar = std::string("+-*/;=.,)").find(c) != std::string::npos;
                 if (numeric ? digit : !digit && !operatorChar) return start;
             }

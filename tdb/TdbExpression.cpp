@@ -1,17 +1,20 @@
 #include "TdbExpression.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <map>
+#include <string_view>
 #include <tuple>
 
+#include "AsciiText.h"
 #include "RecycledBlocks.h"
 #include "TdbNumber.h"
 #include "thermfunctions/TThermTPolynom.h"
 
 namespace tdb {
+
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -224,7 +227,7 @@ struct Parser
 
     void skipBlanks()
     {
-        while (pos < end && std::isspace(static_cast<unsigned char>(text[pos]))) ++pos;
+        while (pos < end && isAsciiSpace(text[pos])) ++pos;
     }
     bool peek(char c)
     {
@@ -322,8 +325,8 @@ struct Parser
         if (pos >= end) throw Failure{end, "expected a number, T, P, a function name or '(' at the end of the expression"};
         size_t at = pos;
         char c = text[pos];
-        if (std::isdigit(static_cast<unsigned char>(c)) || (c == '.' && pos + 1 < end &&
-                                                             std::isdigit(static_cast<unsigned char>(text[pos + 1])))) {
+        if (isAsciiDigit(c) || (c == '.' && pos + 1 < end &&
+                                                             isAsciiDigit(text[pos + 1]))) {
             return constant(parseNumber(), at);
         }
         if (c == '(') {
@@ -333,26 +336,26 @@ struct Parser
             expect(')', "')'");
             return s;
         }
-        if (std::isalpha(static_cast<unsigned char>(c)) || c == '_') {
+        if (isAsciiAlpha(c) || c == '_') {
             std::string name;
-            while (pos < end && (std::isalnum(static_cast<unsigned char>(text[pos])) || text[pos] == '_'))
-                name += static_cast<char>(std::toupper(static_cast<unsigned char>(text[pos++])));
+            while (pos < end && (isAsciiAlnum(text[pos]) || text[pos] == '_'))
+                name += toAsciiUpper(text[pos++]);
             bool hash = pos < end && text[pos] == '#';
             if (hash) ++pos;
-            if (!hash && (name == "LN" || name == "LOG" || name == "EXP") && peek('(')) {
+            if (!hash && (name == "LN"sv || name == "LOG"sv || name == "EXP"sv) && peek('(')) {
                 ++pos;
                 size_t argAt = pos;
                 Sum arg = parseSum();
                 expect(')', "')' after the argument");
-                return name == "EXP" ? exponential(arg, argAt, at) : logarithm(arg, argAt, at);
+                return name == "EXP"sv ? exponential(arg, argAt, at) : logarithm(arg, argAt, at);
             }
             Mono m;
             m.offset = at;
-            if (!hash && name == "T") {
+            if (!hash && name == "T"sv) {
                 m.tPow = 1;
-            } else if (!hash && name == "P") {
+            } else if (!hash && name == "P"sv) {
                 m.pPow = 1;
-            } else if (!hash && name == "R") {
+            } else if (!hash && name == "R"sv) {
                 m.r = 1;
             } else {
                 ExpressionParser::Symbol sym = resolver(name);

@@ -1,39 +1,31 @@
 #include "TdbKeywords.h"
 
-#include <cctype>
+#include "AsciiText.h"
 
 namespace tdb {
 
-namespace {
-std::vector<std::string> parts(const std::string& s)
-{
-    std::vector<std::string> out(1);
-    for (char c : s) {
-        if (c == '_')
-            out.emplace_back();
-        else
-            out.back() += c;
-    }
-    return out;
-}
-}  // namespace
-
 std::string upper(std::string s)
 {
-    for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    for (char& c : s) c = toAsciiUpper(c);
     return s;
 }
 
 bool abbreviates(const std::string& word, const std::string& keyword)
 {
     if (word.empty()) return false;
-    std::vector<std::string> w = parts(word), k = parts(keyword);
-    if (w.size() > k.size()) return false;
-    for (size_t i = 0; i < w.size(); ++i) {
-        if (w[i].empty() || w[i].size() > k[i].size()) return false;
-        if (k[i].compare(0, w[i].size(), w[i]) != 0) return false;
+    // part by part, in place: every command's keyword passes here
+    size_t w = 0, k = 0;
+    for (;;) {
+        if (k > keyword.size()) return false;  // the word has more parts than the keyword
+        size_t wEnd = word.find('_', w), kEnd = keyword.find('_', k);
+        if (wEnd == std::string::npos) wEnd = word.size();
+        if (kEnd == std::string::npos) kEnd = keyword.size();
+        const size_t length = wEnd - w;
+        if (length == 0 || length > kEnd - k || keyword.compare(k, length, word, w, length) != 0) return false;
+        if (wEnd == word.size()) return true;
+        w = wEnd + 1;
+        k = kEnd + 1;
     }
-    return true;
 }
 
 int matchKeyword(const std::string& word, const std::vector<std::string>& keywords)

@@ -14,6 +14,14 @@ namespace tdb {
 bool readExpressionNumber(const std::string& text, size_t& pos, size_t end, double& value, size_t& errorOffset,
                           std::string& error);
 
+// The value of [begin, end) when it is a whole decimal number
+// ([sign] digits [. digits] [E|D [sign] digits], E and D in either case)
+// whose value one correctly rounded operation gives: at most 19 significant
+// digits forming an integer up to 2^53, and a power of ten within 10^±22.
+// The value is then the one strtod gives.  False for anything else, which
+// the caller hands to strtod.
+bool exactDecimal(const char* begin, const char* end, double& value);
+
 }  // namespace tdb
 
 #endif

@@ -1,7 +1,6 @@
 #include "TdbReader.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -12,13 +11,17 @@
 #include <memory>
 #include <set>
 #include <sstream>
+#include <string_view>
 #include <unordered_map>
 
 #include "ArrayGrowth.h"
+#include "AsciiText.h"
+#include "NameTable.h"
 #include "TdbCommandFeeds.h"
 #include "TdbDuplicates.h"
 #include "TdbExpression.h"
 #include "TdbKeywords.h"
+#include "TdbNumber.h"
 #include "TdbSource.h"
 #include "database/ContentDigest.h"
 #include "database/PhasePartition.h"
@@ -31,6 +34,8 @@
 
 namespace tdb {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 // A species name with a charge written after its formula: "C1+1", "SI+1", "C2-1", "O-2", "FE+".
@@ -39,7 +44,7 @@ bool chargedSpeciesName(const std::string& name)
     const size_t sign = name.find_last_of("+-");
     if (sign == std::string::npos || sign == 0) return false;
     for (size_t i = sign + 1; i < name.size(); ++i)
-        if (!std::isdigit(static_cast<unsigned char>(name[i]))) return false;
+        if (!isAsciiDigit(name[i])) return false;
     return true;
 }
 
@@ -78,7 +83,7 @@ const std::vector<std::string>& keywords()
     return k;
 }
 
-bool isBlank(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+bool isBlank(char c) { return isAsciiSpace(c); }
 
 // Puts text newToOld[k] of the table at k, handing the texts over instead of
 // copying them (newToOld is a permutation of the table's positions).
@@ -173,7 +178,7 @@ private:
     const ReadOptions& options_;
 
     std::unordered_map<std::string, int> species_;  //!< upper name -> data-manager element index
-    std::unordered_map<std::string, int> symbols_;  //!< upper name -> symbol-list position
+    NameTable symbols_;                             //!< upper name -> symbol-list position
     std::unordered_map<std::string, int> phases_;   //!< upper name -> index in db.phases
     std::vector<PhaseInfo> phaseInfo_;
     std::map<char, std::vector<TypeDefinition>> typeDefs_;
@@ -262,15 +267,16 @@ private:
         return i;
     }
 
-    static bool number(const std::string& s, double& value)
+    static bool number(std::string_view s, double& value)
     {
         if (s.empty()) return false;
-        std::string t = s;
+        if (exactDecimal(s.data(), s.data() + s.size(), value)) return true;
+        std::string t(s);
         for (char& c : t)
             if (c == 'D' || c == 'd') c = 'E';
         // strtod would also take hex, "inf" and "nan", which are no database numbers
         for (char c : t)
-            if (!(std::isdigit(static_cast<unsigned char>(c)) || c == '.' || c == 'E' || c == 'e' || c == '+' ||
+            if (!(isAsciiDigit(c) || c == '.' || c == 'E' || c == 'e' || c == '+' ||
                   c == '-'))
                 return false;
         char* endp = nullptr;
@@ -284,21 +290,21 @@ private:
         size_t j = i;
         if (j < end && (text_[j] == '+' || text_[j] == '-')) ++j;
         size_t digits = 0;
-        while (j < end && std::isdigit(static_cast<unsigned char>(text_[j]))) ++j, ++digits;
+        while (j < end && isAsciiDigit(text_[j])) ++j, ++digits;
         if (j < end && text_[j] == '.') {
             ++j;
-            while (j < end && std::isdigit(static_cast<unsigned char>(text_[j]))) ++j, ++digits;
+            while (j < end && isAsciiDigit(text_[j])) ++j, ++digits;
         }
         if (digits == 0) return 0;
         if (j < end && (text_[j] == 'E' || text_[j] == 'e' || text_[j] == 'D' || text_[j] == 'd')) {
             size_t k = j + 1;
             if (k < end && (text_[k] == '+' || text_[k] == '-')) ++k;
-            if (k < end && std::isdigit(static_cast<unsigned char>(text_[k]))) {
-                while (k < end && std::isdigit(static_cast<unsigned char>(text_[k]))) ++k;
+            if (k < end && isAsciiDigit(text_[k])) {
+                while (k < end && isAsciiDigit(text_[k])) ++k;
                 j = k;
             }
         }
-        if (!number(text_.substr(i, j - i), value)) return 0;
+        if (!number(std::string_view(text_).substr(i, j - i), value)) return 0;
         return j - i;
     }
 
@@ -358,6 +364,8 @@ private:
     void attachTrees(const std::string& base, const std::string& origin,
                      std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
                      std::vector<int>& refs);
+    // Gives the pieces to the data manager and their indices to f, in order.
+    void handOver(std::vector<std::unique_ptr<TThermTPolynom>>& pieces, TThermFkt& f);
     // A new function at the end of the symbol list, with its bookkeeping.
     int newSymbol(const std::string& name);
     // A name used without a definition: a free symbol, each use recorded.
@@ -469,7 +477,7 @@ void Builder::speciesCommand(const Command& c, size_t bodyBegin)
         }
         i += el.size();
         size_t j = i;
-        while (j < f.size() && (std::isdigit(static_cast<unsigned char>(f[j])) || f[j] == '.')) ++j;
+        while (j < f.size() && (isAsciiDigit(f[j]) || f[j] == '.')) ++j;
         double amount = 1.0;
         if (j > i && !number(f.substr(i, j - i), amount)) {
             error(w[1].offset + i, cmd, "malformed amount '" + f.substr(i, j - i) + "' in the formula");
@@ -528,17 +536,25 @@ bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstant
                      std::vector<std::unique_ptr<TThermTPolynom>>& pieces, std::vector<TreeRange>& trees,
                      std::vector<int>& refs, Problem& problem)
 {
-    size_t exprBegin = begin, exprEnd = end;
-    ExpressionParser::SymbolResolver resolve = [this, foldConstants, &exprBegin, &exprEnd](const std::string& name) {
+    // Two captures at most, so that the resolver lives inside its std::function
+    // instead of a heap block per call.
+    struct Scope
+    {
+        size_t exprBegin, exprEnd;
+        bool foldConstants;
+    } scope{begin, end, foldConstants};
+    size_t& exprBegin = scope.exprBegin;
+    size_t& exprEnd = scope.exprEnd;
+    ExpressionParser::SymbolResolver resolve = [this, &scope](const std::string& name) {
         ExpressionParser::Symbol sym;
-        auto it = symbols_.find(name);
-        if (it == symbols_.end()) {
+        const int* position = symbols_.find(name);
+        if (position == nullptr) {
             // R without a FUNCTION R is the gas constant, which the parsers know
-            if (name != "R") sym.index = freeSymbol(name, exprBegin, exprEnd);
+            if (name != "R") sym.index = freeSymbol(name, scope.exprBegin, scope.exprEnd);
             return sym;
         }
-        sym.index = it->second;
-        if (foldConstants) {
+        sym.index = *position;
+        if (scope.foldConstants) {
             auto c = constants_.find(name);
             if (c != constants_.end()) {
                 sym.constant = true;
@@ -597,7 +613,7 @@ bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstant
         size_t j = semicolon + 1;
         double high = 0.0;
         const size_t afterSemicolon = skipBlanks(j, end);
-        if (afterSemicolon < end && std::toupper(static_cast<unsigned char>(text_[afterSemicolon])) == 'N' &&
+        if (afterSemicolon < end && toAsciiUpper(text_[afterSemicolon]) == 'N' &&
             (afterSemicolon + 1 >= end || isBlank(text_[afterSemicolon + 1]))) {
             high = db_.defaultTHigh;  // "; N !": the database's upper limit
         } else if (!limit(j, end, db_.defaultTHigh, high)) {
@@ -613,7 +629,7 @@ bool Builder::ranges(size_t begin, size_t end, int symbolList, bool foldConstant
         pieces.push_back(std::move(piece));
         j = skipBlanks(j, end);
         if (j >= end) return true;  // "N" left out at the end of the command
-        char yn = static_cast<char>(std::toupper(static_cast<unsigned char>(text_[j])));
+        char yn = toAsciiUpper(text_[j]);
         if (yn == 'Y') {
             i = j + 1;
             low = high;
@@ -635,7 +651,7 @@ bool Builder::lowerLimitLeftOut(size_t i, size_t end) const
     if (i >= end) return false;
     const char c = text_[i];
     if (c == ',') return false;  // the default written as ","
-    if (!(std::isdigit(static_cast<unsigned char>(c)) || c == '.')) return true;  // "+GALLIQ; N", "-1000+T; ..."
+    if (!(isAsciiDigit(c) || c == '.')) return true;  // "+GALLIQ; N", "-1000+T; ..."
     double v = 0.0;
     const size_t n = scanNumber(i, end, v);
     if (n == 0) return false;
@@ -660,7 +676,7 @@ int Builder::newSymbol(const std::string& name)
 {
     dm_.AddSymbolFunction(name.c_str());
     const int position = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
-    symbols_[name] = position;
+    symbols_.set(name, position);
     const size_t n = static_cast<size_t>(position) + 1;
     symbolProblem_.resize(n);
     symbolRefs_.resize(n);
@@ -670,12 +686,12 @@ int Builder::newSymbol(const std::string& name)
 
 int Builder::freeSymbol(const std::string& name, size_t begin, size_t end)
 {
-    auto it = symbols_.find(name);
-    const int position = it != symbols_.end() ? it->second : newSymbol(name);
+    const int* known = symbols_.find(name);
+    const int position = known != nullptr ? *known : newSymbol(name);
     // where the name stands in the expression, for the message
     size_t at = begin;
     for (size_t k = begin; k + name.size() <= end; ++k) {
-        bool word = (k == begin || !(std::isalnum(static_cast<unsigned char>(text_[k - 1])) || text_[k - 1] == '_'));
+        bool word = (k == begin || !(isAsciiAlnum(text_[k - 1]) || text_[k - 1] == '_'));
         if (word && upper(text_.substr(k, name.size())) == name) {
             at = k;
             break;
@@ -700,7 +716,7 @@ void Builder::attachTrees(const std::string& base, const std::string& origin,
         // a visible name, unique in the symbol list and within the kernel's 31 characters
         std::string stem = base.substr(0, 24) + "_R" + std::to_string(tr.piece + 1);
         std::string name = stem;
-        for (int k = 2; symbols_.count(name); ++k) name = stem + "_" + std::to_string(k);
+        for (int k = 2; symbols_.contains(name); ++k) name = stem + "_" + std::to_string(k);
         const int position = newSymbol(name);
         TThermTPolynom& piece = *pieces[tr.piece];
         piece.m_nSymbolTerms = 1;
@@ -727,7 +743,7 @@ void Builder::registerFreeSymbols()
 {
     for (auto& [name, uses] : freeUses_) {
         SymbolExpressions::FreeSymbol f;
-        f.symbol = symbols_.at(name);
+        f.symbol = *symbols_.find(name);
         f.name = name;
         const bool given = options_.undefinedAsZero || std::find(options_.givenSymbols.begin(),
                                                                   options_.givenSymbols.end(), name) !=
@@ -775,6 +791,24 @@ bool Builder::constantValue(const std::vector<std::unique_ptr<TThermTPolynom>>& 
     return true;
 }
 
+// What AddPolynom does once per piece, for all pieces at once: the index list
+// of the function is allocated once at its final size rather than grown, and
+// the data manager's array doubles (see ArrayGrowth.h).
+void Builder::handOver(std::vector<std::unique_ptr<TThermTPolynom>>& pieces, TThermFkt& f)
+{
+    myCArray<TThermTPolynom*, TThermTPolynom*>& all = dm_.m_PolynomArray;
+    const int first = all.m_nSize, count = static_cast<int>(pieces.size());
+    const int known = f.m_PolyIndex.m_nSize;
+    if (count == 0) return;
+    growByDoubling(all);
+    all.SetSize(first + count, -1);
+    f.m_PolyIndex.SetSize(known + count, -1);
+    for (int k = 0; k < count; ++k) {
+        all.m_pData[first + k] = pieces[static_cast<size_t>(k)].release();
+        f.m_PolyIndex.m_pData[known + k] = first + k;
+    }
+}
+
 bool Builder::functionBody(FunctionDefinition& definition, bool allowTrees)
 {
     const Command& c = *definition.entry->first;
@@ -788,13 +822,9 @@ bool Builder::functionBody(FunctionDefinition& definition, bool allowTrees)
     if (!rangeNote_.message.empty()) warning(rangeNote_.offset, "FUNCTION " + name, rangeNote_.message);
     double value = 0.0;
     if (trees.empty() && constantValue(pieces, value)) constants_[name] = value;
-    attachTrees(name, "FUNCTION " + name, pieces, trees, refs);
-    TThermFkt* f = dm_.GetSymbolFktMgr()->m_FktArray[index];
-    for (auto& p : pieces) {
-        growByDoubling(dm_.m_PolynomArray);
-        f->AddPolynom(p.release());
-    }
-    symbolRefs_[static_cast<size_t>(index)] = refs;
+    if (!trees.empty()) attachTrees(name, "FUNCTION " + name, pieces, trees, refs);
+    handOver(pieces, *dm_.GetSymbolFktMgr()->m_FktArray[index]);
+    symbolRefs_[static_cast<size_t>(index)] = std::move(refs);
     ++report_.functions;
     return true;
 }
@@ -866,11 +896,12 @@ void Builder::orderSymbols()
                                &piece.m_nTPSymbol, &piece.m_nT2PSymbol})
                 remap(*r);
         }
-        for (int r : symbolRefs_[old]) refs[k].push_back(oldToNew[static_cast<size_t>(r)]);
-        problems[k] = symbolProblem_[old];
+        refs[k] = std::move(symbolRefs_[old]);
+        for (int& r : refs[k]) r = oldToNew[static_cast<size_t>(r)];
+        problems[k] = std::move(symbolProblem_[old]);
         offsets[k] = symbolOffset_[old];
     }
-    for (auto& entry : symbols_) entry.second = oldToNew[static_cast<size_t>(entry.second)];
+    symbols_.forEachValue([&](int& position) { position = oldToNew[static_cast<size_t>(position)]; });
     symbolRefs_.swap(refs);
     symbolProblem_.swap(problems);
     symbolOffset_.swap(offsets);
@@ -882,34 +913,38 @@ std::vector<size_t> Builder::readingOrder(const std::vector<FunctionDefinition>&
     const size_t n = definitions.size();
     constexpr size_t kNone = static_cast<size_t>(-1);
     std::vector<size_t> definitionOf(symbols_.size(), kNone);  // symbol-list position -> entry of definitions
-    std::vector<std::vector<size_t>> names(n);                 // per entry: the entries its text names
+    // the entries each entry's text names, one entry after the other: entry k
+    // names named[namedFrom[k]] .. named[namedFrom[k + 1] - 1]
+    std::vector<size_t> named, namedFrom(n + 1);
     for (size_t k = 0; k < n; ++k) definitionOf[static_cast<size_t>(definitions[k].position)] = k;
     std::string name;
     for (size_t k = 0; k < n; ++k) {
+        namedFrom[k] = named.size();
         const Command& c = *definitions[k].entry->first;
         size_t i = 0;
         functionName(c, definitions[k].entry->second, i);
         while (i < c.end) {
-            unsigned char ch = static_cast<unsigned char>(text_[i]);
-            if (std::isdigit(ch) || ch == '.') {
+            const char ch = text_[i];
+            if (isAsciiDigit(ch) || ch == '.') {
                 // a number, with the letters of its exponent ("1E5", "2.5D-3"), names nothing
-                while (i < c.end && (std::isalnum(static_cast<unsigned char>(text_[i])) || text_[i] == '.')) ++i;
+                while (i < c.end && (isAsciiAlnum(text_[i]) || text_[i] == '.')) ++i;
                 continue;
             }
-            if (!std::isalpha(ch) && ch != '_') {
+            if (!isAsciiAlpha(ch) && ch != '_') {
                 ++i;
                 continue;
             }
             name.clear();
-            for (; i < c.end && (std::isalnum(static_cast<unsigned char>(text_[i])) || text_[i] == '_'); ++i)
-                name += static_cast<char>(std::toupper(static_cast<unsigned char>(text_[i])));
-            if (name == "T" || name == "LN" || name == "EXP" || name == "P") continue;
-            auto sym = symbols_.find(name);
-            if (sym == symbols_.end()) continue;
-            const size_t def = definitionOf[static_cast<size_t>(sym->second)];
-            if (def != kNone && def != k) names[k].push_back(def);
+            for (; i < c.end && (isAsciiAlnum(text_[i]) || text_[i] == '_'); ++i)
+                name += toAsciiUpper(text_[i]);
+            if (name == "T"sv || name == "LN"sv || name == "EXP"sv || name == "P"sv) continue;
+            const int* sym = symbols_.find(name);
+            if (sym == nullptr) continue;
+            const size_t def = definitionOf[static_cast<size_t>(*sym)];
+            if (def != kNone && def != k) named.push_back(def);
         }
     }
+    namedFrom[n] = named.size();
     // depth-first, each entry after the entries it names; a cycle is cut anywhere
     std::vector<size_t> order;
     order.reserve(n);
@@ -921,8 +956,8 @@ std::vector<size_t> Builder::readingOrder(const std::vector<FunctionDefinition>&
         state[root] = 1;
         while (!stack.empty()) {
             auto& [k, next] = stack.back();
-            if (next < names[k].size()) {
-                size_t r = names[k][next++];
+            if (namedFrom[k] + next < namedFrom[k + 1]) {
+                size_t r = named[namedFrom[k] + next++];
                 if (state[r] == 0) {
                     state[r] = 1;
                     stack.emplace_back(r, 0);
@@ -1100,7 +1135,7 @@ void Builder::constituent(const Command& c, size_t bodyBegin)
             flush();
         } else if (ch != '%') {
             if (word.empty()) wordAt = j;
-            word += static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+            word += toAsciiUpper(ch);
             closed = false;
         }
     }
@@ -1193,7 +1228,7 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     }
     std::string inner;
     for (size_t k = paren + 1; k < close; ++k)
-        if (!isBlank(text_[k])) inner += static_cast<char>(std::toupper(static_cast<unsigned char>(text_[k])));
+        if (!isBlank(text_[k])) inner += toAsciiUpper(text_[k]);
     const std::string cmd = "PARAMETER " + type + "(" + inner + ")";
     size_t comma = inner.find(',');
     std::string phasePart = inner.substr(0, std::min(comma, inner.find(';')));
@@ -1420,7 +1455,7 @@ void Builder::parameter(const Command& c, size_t bodyBegin)
     if (!trees.empty()) {
         std::string base = type + "_" + inner;
         for (char& ch : base)
-            if (!std::isalnum(static_cast<unsigned char>(ch)) && ch != '_') ch = '_';
+            if (!isAsciiAlnum(ch) && ch != '_') ch = '_';
         attachTrees(base, cmd, pieces, trees, refs);
     }
     for (int r : refs)
@@ -1611,7 +1646,7 @@ void Builder::run()
         Command& c = commands[n];
         // a stray character after the previous "!" (such as a quote) is no command of its own
         size_t start = c.begin;
-        while (c.begin < c.end && !std::isalpha(static_cast<unsigned char>(text_[c.begin]))) ++c.begin;
+        while (c.begin < c.end && !isAsciiAlpha(text_[c.begin])) ++c.begin;
         if (c.begin != start) {
             warning(start, "", "stray '" + text_.substr(start, 1) + "' before a command ignored");
             if (c.begin == c.end) continue;
@@ -1671,18 +1706,18 @@ void Builder::run()
             error(skipBlanks(entry.second, entry.first->end), "FUNCTION " + name, "not a usable function name");
             continue;
         }
-        auto [it, added] = symbols_.try_emplace(name, 0);
+        auto [it, added] = symbols_.tryEmplace(name, 0);
         if (added) {
             growByDoubling(dm_.m_FktDataArray);
             growByDoubling(dm_.GetSymbolFktMgr()->m_FktArray);
             dm_.AddSymbolFunction(name.c_str());
-            it->second = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
+            *it = dm_.GetSymbolFktMgr()->m_FktArray.m_nSize - 1;
         } else {
             warning(skipBlanks(entry.second, entry.first->end), "FUNCTION " + name,
                     "function defined again; the last definition is used");
         }
-        const size_t position = static_cast<size_t>(it->second);
-        positionOf[e] = it->second;
+        const size_t position = static_cast<size_t>(*it);
+        positionOf[e] = *it;
         if (lastDefinition.size() <= position) lastDefinition.resize(position + 1);
         lastDefinition[position] = e;
         if (symbolOffset_.size() <= position) symbolOffset_.resize(position + 1);

@@ -24,12 +24,15 @@ struct Command
 class TdbSource
 {
 public:
-    // Takes the raw file contents.
+    // Takes the raw file contents, which must outlive the source: a file
+    // without comments is read in place rather than copied.
     TdbSource(std::string fileName, const std::string& raw);
+    TdbSource(const TdbSource&) = delete;
+    TdbSource& operator=(const TdbSource&) = delete;
 
     const std::string& fileName() const { return fileName_; }
     //! The cleaned text: comments blanked, same length and offsets as the file.
-    const std::string& text() const { return text_; }
+    const std::string& text() const { return *text_; }
     const std::vector<Command>& commands() const { return commands_; }
 
     //! 1-based line and column of an offset.
@@ -44,7 +47,8 @@ public:
 
 private:
     std::string fileName_;
-    std::string text_;
+    const std::string* text_;  //!< the raw contents, or cleaned_ when they hold comments
+    std::string cleaned_;
     std::vector<size_t> lineStarts_;  //!< offset of the first character of each line
     std::vector<Command> commands_;
     std::vector<size_t> commentedBangs_;  //!< offsets of "!" blanked with their comment, ascending

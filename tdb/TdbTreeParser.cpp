@@ -1,8 +1,8 @@
 #include "TdbTreeParser.h"
 
+#include "AsciiText.h"
 #include "TdbNumber.h"
 
-#include <cctype>
 #include <cmath>
 #include <cstdlib>
 
@@ -97,7 +97,7 @@ struct Parser
 
     void skipBlanks()
     {
-        while (pos < end && std::isspace(static_cast<unsigned char>(text[pos]))) ++pos;
+        while (pos < end && isAsciiSpace(text[pos])) ++pos;
     }
     bool at(char c)
     {
@@ -195,8 +195,8 @@ struct Parser
             throw Failure{end, "expected a number, T, P, a function name or '(' at the end of the expression"};
         const size_t offset = pos;
         const char c = text[pos];
-        if (std::isdigit(static_cast<unsigned char>(c)) ||
-            (c == '.' && pos + 1 < end && std::isdigit(static_cast<unsigned char>(text[pos + 1]))))
+        if (isAsciiDigit(c) ||
+            (c == '.' && pos + 1 < end && isAsciiDigit(text[pos + 1])))
             return tree.constant(number());
         if (c == '(') {
             Nest guard(*this);
@@ -206,10 +206,10 @@ struct Parser
             ++pos;
             return s;
         }
-        if (std::isalpha(static_cast<unsigned char>(c)) || c == '_') {
+        if (isAsciiAlpha(c) || c == '_') {
             std::string name;
-            while (pos < end && (std::isalnum(static_cast<unsigned char>(text[pos])) || text[pos] == '_'))
-                name += static_cast<char>(std::toupper(static_cast<unsigned char>(text[pos++])));
+            while (pos < end && (isAsciiAlnum(text[pos]) || text[pos] == '_'))
+                name += toAsciiUpper(text[pos++]);
             const bool hash = pos < end && text[pos] == '#';
             if (hash) ++pos;
             if (!hash && (name == "LN" || name == "LOG" || name == "EXP" || name == "SQRT" || name == "ABS") &&
