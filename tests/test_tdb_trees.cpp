@@ -163,18 +163,13 @@ TEST(Dialects, MissingLimitsOrderAndAReferenceWhereNBelongs)
 
 TEST(UndefinedNames, RefusedUntilGivenValuesWhichTakeEffectAtTheNextStep)
 {
-    // without values promised, the phase that reads the names is not evaluable for good
+    // without values promised, the phase that reads the names is not evaluable for good (the
+    // file states where each use is refused and the phase's reason; the corpus test checks them)
     kit::Loaded plain = ReadCorpus("undefined_names.tdb");
     ASSERT_TRUE(plain.ok);
-    EXPECT_FALSE(plain.phase("P").phase->m_bEvaluable);
-    EXPECT_NE(plain.phase("P").phase->m_NotEvaluableWhy.find("undefined function 'VA40'"), std::string::npos)
-        << plain.phase("P").phase->m_NotEvaluableWhy;
     EXPECT_TRUE(plain.phase("Q").phase->m_bEvaluable);
-    const tdb::Diagnostic* d = plain.find("undefined function 'VA41'");
-    ASSERT_NE(d, nullptr);
-    EXPECT_EQ(d->line, 7);
-    EXPECT_EQ(d->column, 29);
-    EXPECT_EQ(d->command, "FUNCTION GFIT");
+    ASSERT_NE(plain.find("undefined function 'VA41'"), nullptr);
+    EXPECT_EQ(plain.find("undefined function 'VA41'")->command, "FUNCTION GFIT");
     // the caller promises values (as --set does): refused only while a value is missing
     tdb::ReadOptions options;
     options.givenSymbols = {"VA40", "VA41", "ZERO"};
