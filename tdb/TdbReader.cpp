@@ -921,8 +921,7 @@ std::vector<size_t> Builder::readingOrder(const std::vector<FunctionDefinition>&
     for (size_t k = 0; k < n; ++k) {
         namedFrom[k] = named.size();
         const Command& c = *definitions[k].entry->first;
-        size_t i = 0;
-        functionName(c, definitions[k].entry->second, i);
+        size_t i = afterWord(definitions[k].entry->second, c.end);  // after the function's own name
         while (i < c.end) {
             const char ch = text_[i];
             if (isAsciiDigit(ch) || ch == '.') {
@@ -934,11 +933,20 @@ std::vector<size_t> Builder::readingOrder(const std::vector<FunctionDefinition>&
                 ++i;
                 continue;
             }
-            name.clear();
-            for (; i < c.end && (isAsciiAlnum(text_[i]) || text_[i] == '_'); ++i)
-                name += toAsciiUpper(text_[i]);
-            if (name == "T"sv || name == "LN"sv || name == "EXP"sv || name == "P"sv) continue;
-            const int* sym = symbols_.find(name);
+            // the name as written when it is upper case already, as databases mostly write them
+            size_t j = i;
+            bool lower = false;
+            for (; j < c.end && (isAsciiAlnum(text_[j]) || text_[j] == '_'); ++j)
+                lower |= text_[j] >= 'a' && text_[j] <= 'z';
+            std::string_view word(text_.data() + i, j - i);
+            i = j;
+            if (lower) {
+                name.assign(word);
+                for (char& letter : name) letter = toAsciiUpper(letter);
+                word = name;
+            }
+            if (word == "T"sv || word == "LN"sv || word == "EXP"sv || word == "P"sv) continue;
+            const int* sym = symbols_.find(word);
             if (sym == nullptr) continue;
             const size_t def = definitionOf[static_cast<size_t>(*sym)];
             if (def != kNone && def != k) named.push_back(def);

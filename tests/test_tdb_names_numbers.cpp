@@ -36,7 +36,8 @@ TEST(NameTable, AgreesWithAMapThroughRehashing)
         ASSERT_NE(found, nullptr) << name;
         EXPECT_EQ(*found, 2 * value + 1) << name;
     }
-    for (const char* absent : {"G", "GF", "GF20000", "GF1X2", "REF1", "gf1"}) EXPECT_FALSE(table.contains(absent)) << absent;
+    for (const char* absent : {"G", "GF", "GF20000", "GF1X2", "REF1", "gf1"})
+        EXPECT_FALSE(table.contains(absent)) << absent;
     table.set("GF1", -5);
     EXPECT_EQ(*table.find("GF1"), -5);
     EXPECT_EQ(table.size(), reference.size());
