@@ -80,12 +80,8 @@ TEST(SlagModel, GFollowsTheModelAndDerivativesFollowDifferences)
         const std::vector<double> y = Fractions(c.y);
         double N = 0;
         const double G = SlagG(c.y, c.T, &N);
-        fd::CheckModel(*l.db, "SLAG", c.T, y, G, c.name, 1e-10, 101325.0, R);
-        ev.setTemperature(c.T, 101325.0);
-        PhaseProperties out;
-        ASSERT_TRUE(ev.evaluate(y.data(), 0, out)) << ev.why();
-        EXPECT_NEAR(out.atoms, N, 1e-14 * N) << c.name;
-        EXPECT_NEAR(out.GM, G / N, 1e-10 * std::fabs(G / N)) << c.name;
+        // N too; GM = G/N follows, as the checker holds GM*N to G
+        fd::CheckModel(*l.db, "SLAG", c.T, y, G, c.name, 1e-10, 101325.0, R, N);
     }
 }
 

@@ -188,11 +188,12 @@ inline void CheckAgainstDifferences(ThermDatabase& db, int phaseIndex, double T,
 }
 
 // G of the named phase at (y, T) against the model written out (expected,
-// within rel * |expected|); lower orders give the same numbers as order 2 and
-// leave what they were not asked for unset; then every derivative as above.
+// within rel * |expected|) and, when given, its moles of atoms N and GM; lower orders
+// give the same numbers as order 2 and leave what they were not asked for
+// unset; then every derivative as above.
 inline void CheckModel(ThermDatabase& db, const std::string& phase, double T, const std::vector<double>& y,
                        double expected, const std::string& where, double rel = 1e-10, double P = 101325.0,
-                       double R = 8.3145)
+                       double R = 8.3145, double atoms = std::numeric_limits<double>::quiet_NaN())
 {
     const int p = db.findPhase(phase);
     ASSERT_GE(p, 0) << where;
@@ -202,6 +203,10 @@ inline void CheckModel(ThermDatabase& db, const std::string& phase, double T, co
     PhaseProperties o[3];
     for (int order = 0; order < 3; ++order) ASSERT_TRUE(ev.evaluate(y.data(), order, o[order])) << where << ": " << ev.why();
     EXPECT_NEAR(o[0].G, expected, rel * std::fabs(expected)) << where;
+    if (!std::isnan(atoms)) {
+        EXPECT_DOUBLE_EQ(o[0].atoms, atoms) << where;
+        EXPECT_NEAR(o[0].GM, expected / atoms, rel * std::fabs(expected / atoms)) << where;
+    }
     EXPECT_EQ(o[0].G, o[2].G) << where;
     EXPECT_EQ(o[0].GM, o[2].GM) << where;
     EXPECT_TRUE(std::isnan(o[0].SM)) << where;
