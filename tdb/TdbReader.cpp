@@ -888,14 +888,17 @@ void Builder::orderSymbols()
         TThermFkt* f = functions[old];
         list.m_FktArray[static_cast<int>(k)] = f;
         f->m_pFktData->m_nNameIndex = static_cast<int>(k);
-        for (int p = 0; p < f->m_PolyIndex.m_nSize; ++p) {
-            TThermTPolynom& piece = *dm_.m_PolynomArray[f->m_PolyIndex[p]];
-            for (int t = 0; t < piece.m_nSymbolTerms; ++t) remap(piece.m_anSymbolIndex[t]);
-            for (int32_t* r : {&piece.m_nRTLnSymbol, &piece.m_nLnFactorSymbol, &piece.m_nLnArgSymbol,
-                               &piece.m_nExpFactorSymbol, &piece.m_nExpArgSymbol, &piece.m_nPSymbol,
-                               &piece.m_nTPSymbol, &piece.m_nT2PSymbol})
-                remap(*r);
-        }
+        // the pieces of a function that refers to no other hold no symbol index:
+        // they need not be visited
+        if (!symbolRefs_[old].empty())
+            for (int p = 0; p < f->m_PolyIndex.m_nSize; ++p) {
+                TThermTPolynom& piece = *dm_.m_PolynomArray[f->m_PolyIndex[p]];
+                for (int t = 0; t < piece.m_nSymbolTerms; ++t) remap(piece.m_anSymbolIndex[t]);
+                for (int32_t* r : {&piece.m_nRTLnSymbol, &piece.m_nLnFactorSymbol, &piece.m_nLnArgSymbol,
+                                   &piece.m_nExpFactorSymbol, &piece.m_nExpArgSymbol, &piece.m_nPSymbol,
+                                   &piece.m_nTPSymbol, &piece.m_nT2PSymbol})
+                    remap(*r);
+            }
         refs[k] = std::move(symbolRefs_[old]);
         for (int& r : refs[k]) r = oldToNew[static_cast<size_t>(r)];
         problems[k] = std::move(symbolProblem_[old]);
