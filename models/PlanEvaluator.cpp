@@ -250,10 +250,14 @@ bool PlanEvaluator::runBlock(const double* T, const double* y, size_t count, siz
     double* bG = blockG_.data();
     double* bg = blockGrad_.data();
     double* bh = blockHess_.data();
-    for (size_t v = 0; v < n; ++v)
-        for (size_t j = 0; j < b; ++j) by[v * L + j] = y[v * count + p0 + j];
+    for (size_t v = 0; v < n; ++v) {
+        if (b == L)
+            std::memcpy(by + v * L, y + v * count + p0, sizeof(double) * L);
+        else
+            std::copy(y + v * count + p0, y + v * count + p0 + b, by + v * L);
+    }
     const bool lanes = plan_.blockable();
-    for (size_t j = 0; j < b; ++j) {
+    for (size_t j = 0; j < b && (T != nullptr || !lanes); ++j) {
         if (T != nullptr) {
             T_ = T[p0 + j];
             if (!stepTo(T_, P_, lanes ? static_cast<int>(j) : -1)) return false;

@@ -154,6 +154,7 @@ std::string TemperatureStep::build(const std::vector<TThermFkt*>& roots, TThermF
             pieces_.push_back(q);
         }
         fn.pieceCount = static_cast<int>(pieces_.size()) - fn.pieceBegin;
+        fn.pieces = !fn.disabled && fn.freeSymbol < 0 && fn.pieceCount > 0;
         functions_.push_back(fn);
     };
     for (int s : order) addFunction(*symbols.m_FktArray.m_pData[s], s);
@@ -186,21 +187,21 @@ void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
 {
     Function& fn = functions_[slot];
     double* out = &values_[4 * slot];
-    out[0] = out[1] = out[2] = out[3] = 0.0;
     fn.outside = false;
-    if (fn.disabled) return;
-    if (fn.tree >= 0) {
-        evaluateTree(fn, out, T, P, derivatives);
-        return;
-    }
-    if (fn.freeSymbol >= 0) {
-        const SymbolExpressions::FreeSymbol& f = expressions_->freeSymbols()[static_cast<size_t>(fn.freeSymbol)];
-        out[0] = f.value;
-        fn.outside = !f.isSet;
-        return;
-    }
-    if (fn.pieceCount == 0) {
-        fn.current = -1;
+    if (!fn.pieces) {
+        out[0] = out[1] = out[2] = out[3] = 0.0;
+        if (fn.disabled) return;
+        if (fn.tree >= 0) {
+            evaluateTree(fn, out, T, P, derivatives);
+            return;
+        }
+        if (fn.freeSymbol >= 0) {
+            const SymbolExpressions::FreeSymbol& f = expressions_->freeSymbols()[static_cast<size_t>(fn.freeSymbol)];
+            out[0] = f.value;
+            fn.outside = !f.isSet;
+            return;
+        }
+        fn.current = -1;  // no pieces
         return;
     }
     // The kernel's search takes the first piece whose upper limit is not
@@ -217,6 +218,7 @@ void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
             }
         }
         if (fn.current < 0) {
+            out[0] = out[1] = out[2] = out[3] = 0.0;
             fn.outside = true;
             return;
         }

@@ -93,6 +93,7 @@ private:
         bool outside = false;    //!< has pieces, none covering the last T (or a refused tree or name)
         int tree = -1;           //!< index into trees_ for an expression tree, -1 otherwise
         int freeSymbol = -1;     //!< index into the free symbols for a name without a definition
+        bool pieces = false;     //!< an enabled function of pieces: the common case, tested first
     };
     // An expression tree: what it is and the slots of the functions it reads.
     struct TreeFunction
