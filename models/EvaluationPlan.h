@@ -203,6 +203,10 @@ private:
     void evaluateSeries(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
                         double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,
                         size_t ttOffset) const;
+    template <Isa I, int Order, int M, int A, int B, int L>
+    void evaluatePairedSeries(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
+                              double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,
+                              size_t ttOffset) const;
     template <Isa I, int Order, int M, int L>
     void evaluateMuggianu(const Group& g, const double* __restrict coef, const double* __restrict y, size_t stride,
                           double* __restrict value, double* __restrict grad, double* __restrict hess, int tIndex,

@@ -152,6 +152,98 @@ struct ProductLanes
 };
 }  // namespace
 
+// A series group with a pair and M entries, at order 1 or 2: the group's
+// value, gradient and Hessian summed in registers a vector of lanes at a time,
+// then each entry of the target's arrays updated once (the generic kernel
+// below adds into an entry once per term, up to four times for the pair's
+// own entry).  The terms are the generic kernel's: P*S with its product
+// derivatives, P*D along the pair's two directions (D = +-dS/dd), and S's
+// second derivative along the pair.
+template <EvaluationPlan::Isa I, int Order, int M, int A, int B, int L>
+void EvaluationPlan::evaluatePairedSeries(const Group& g, const double* __restrict coef, const double* __restrict y,
+                                          size_t stride, double* __restrict value, double* __restrict grad,
+                                          double* __restrict hess, int tIndex, size_t ttOffset) const
+{
+    using V = typename Chunks<L>::V;
+    constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
+    constexpr int MM = M * (M + 1) / 2;
+    const int* var = &factorVar_[static_cast<size_t>(g.factorBegin)];
+    const int* loc = &factorLocal_[static_cast<size_t>(g.factorBegin)];
+    const uint32_t* off = &pairOffset_[static_cast<size_t>(g.pairBegin)];
+    const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;  // (3k + d)*L + j
+    constexpr int a = A, b = B;
+    const int K = g.degree;
+    const double* top = c + 3 * K * L;
+    for (int q = 0; q < N; ++q) {
+        const size_t at = static_cast<size_t>(q) * W;
+        V yv[M], pre[M + 1], suf[M + 1], Pi[M];
+        pre[0] = suf[M] = Splat<L>(1.0);
+        for (int i = 0; i < M; ++i) {
+            yv[i] = Load<L>(y + static_cast<size_t>(var[i]) * stride + at);
+            pre[i + 1] = pre[i] * yv[i];
+        }
+        for (int i = M - 1; i >= 0; --i) suf[i] = suf[i + 1] * yv[i];
+        for (int i = 0; i < M; ++i) Pi[i] = pre[i] * suf[i + 1];
+        const V P = pre[M];
+        // the series and its first two derivatives in d = y_a - y_b, Horner
+        const V d = yv[a] - yv[b];
+        V S = Load<L>(top + at), ST = Load<L>(top + L + at), STT = Load<L>(top + 2 * L + at);
+        V s1 = Splat<L>(0.0), s1T = s1, s2 = s1;
+        for (int k = K - 1; k >= 0; --k) {
+            const double* ck = c + 3 * k * L;
+            if (Order >= 2) {
+                s2 = s2 * d + 2.0 * s1;
+                s1T = s1T * d + ST;
+            }
+            s1 = s1 * d + S;
+            S = S * d + Load<L>(ck + at);
+            ST = ST * d + Load<L>(ck + L + at);
+            STT = STT * d + Load<L>(ck + 2 * L + at);
+        }
+        AddTo<L>(value + at, P * S);
+
+        // the gradient as at order 1, so that both orders give the same numbers
+        V gr[M];
+        for (int i = 0; i < M; ++i) gr[i] = Pi[i] * S;
+        const V Ps1 = P * s1;
+        gr[a] += Ps1;
+        gr[b] -= Ps1;
+        for (int i = 0; i < M; ++i) AddTo<L>(grad + static_cast<size_t>(loc[i]) * L + at, gr[i]);
+        AddTo<L>(grad + static_cast<size_t>(tIndex) * L + at, P * ST);
+        if (Order < 2) continue;
+
+        V h[MM], hT[M];
+        for (int i = 0; i < M; ++i) hT[i] = Pi[i] * ST;
+        const V Ps1T = P * s1T, Ps2 = P * s2;
+        hT[a] += Ps1T;
+        hT[b] -= Ps1T;
+        // (i, e): the product without both entries times S; the pair's
+        // directions through the product without one entry
+        for (int i = 0; i < M; ++i) {
+            V run = pre[i];
+            h[PairIndex(i, i, M)] = Splat<L>(0.0);
+            for (int e = i + 1; e < M; ++e) {
+                h[PairIndex(i, e, M)] = run * suf[e + 1] * S;
+                run *= yv[e];
+            }
+        }
+        for (int e = 0; e < M; ++e) {
+            h[PairIndex(e, a, M)] += (e == a ? 2.0 : 1.0) * Pi[e] * s1;
+            h[PairIndex(e, b, M)] -= (e == b ? 2.0 : 1.0) * Pi[e] * s1;
+        }
+        h[PairIndex(a, a, M)] += Ps2;
+        h[PairIndex(b, b, M)] += Ps2;
+        h[PairIndex(a, b, M)] -= Ps2;
+
+        for (int k = 0, i = 0; i < M; ++i)
+            for (int e = i; e < M; ++e, ++k)
+                if (e != i || i == a || i == b)  // (i, i) is 0 off the pair: P is linear in each fraction
+                    AddTo<L>(hess + static_cast<size_t>(off[k]) * L + at, h[k]);
+        for (int i = 0; i < M; ++i) AddTo<L>(hess + static_cast<size_t>(off[MM + i]) * L + at, hT[i]);
+        AddTo<L>(hess + ttOffset * L + at, P * STT);
+    }
+}
+
 // A series group P * sum_k c_k d^k (d = y_a - y_b; no d when the group has no
 // pair) of M entries (0: as many as the group says): Horner for the series
 // and its first two derivatives in d.
@@ -162,6 +254,19 @@ void EvaluationPlan::evaluateSeries(const Group& g, const double* __restrict coe
 {
     using V = typename Chunks<L>::V;
     constexpr int W = Chunks<L>::W, N = Chunks<L>::N;
+    if constexpr (Paired && M >= 2 && M <= 3 && Order >= 1) {
+        // the pair's entries as template arguments, so that every index into
+        // the group's local sums is known when compiling
+        const int pair = g.direction[0] * M + g.direction[1];
+        if (pair == 0 * M + 1)
+            return evaluatePairedSeries<I, Order, M, 0, 1, L>(g, coef, y, stride, value, grad, hess, tIndex, ttOffset);
+        if constexpr (M == 3) {
+            if (pair == 0 * M + 2)
+                return evaluatePairedSeries<I, Order, M, 0, 2, L>(g, coef, y, stride, value, grad, hess, tIndex, ttOffset);
+            if (pair == 1 * M + 2)
+                return evaluatePairedSeries<I, Order, M, 1, 2, L>(g, coef, y, stride, value, grad, hess, tIndex, ttOffset);
+        }
+    }
     ProductLanes<M, L> P(g.factors, &factorVar_[static_cast<size_t>(g.factorBegin)], y, stride);
     const double* c = coef + 3 * static_cast<size_t>(g.coefBegin) * L;  // (3k + d)*L + j
     const int a = Paired ? g.direction[0] : 0, b = Paired ? g.direction[1] : 0;
