@@ -183,47 +183,10 @@ size_t TemperatureStep::bytes() const
            (treeReads_.capacity() + symbolSlots_.capacity()) * sizeof(int) + treeScratch_.capacity() * sizeof(Jet);
 }
 
-void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
+// The value and derivatives of one piece at T: the common work of a step.
+inline __attribute__((always_inline)) void TemperatureStep::evaluatePiece(const Piece& q, double* out, double T, double P,
+                                                                          int derivatives) const
 {
-    Function& fn = functions_[slot];
-    double* out = &values_[4 * slot];
-    fn.outside = false;
-    if (!fn.pieces) {
-        out[0] = out[1] = out[2] = out[3] = 0.0;
-        if (fn.disabled) return;
-        if (fn.tree >= 0) {
-            evaluateTree(fn, out, T, P, derivatives);
-            return;
-        }
-        if (fn.freeSymbol >= 0) {
-            const SymbolExpressions::FreeSymbol& f = expressions_->freeSymbols()[static_cast<size_t>(fn.freeSymbol)];
-            out[0] = f.value;
-            fn.outside = !f.isSet;
-            return;
-        }
-        fn.current = -1;  // no pieces
-        return;
-    }
-    // The kernel's search takes the first piece whose upper limit is not
-    // below T, and refuses it when T is below its lower limit; the interval
-    // of the remembered piece is exactly where that search would end on it.
-    auto picks = [T](const Piece& q) { return T > q.lowerExclusive && T <= q.tHigh && T >= q.tLow; };
-    const Piece* pieces = &pieces_[static_cast<size_t>(fn.pieceBegin)];
-    if (fn.current < 0 || !picks(pieces[fn.current])) {
-        fn.current = -1;
-        for (int i = 0; i < fn.pieceCount; ++i) {
-            if (!(T > pieces[i].tHigh)) {
-                if (picks(pieces[i])) fn.current = i;
-                break;
-            }
-        }
-        if (fn.current < 0) {
-            out[0] = out[1] = out[2] = out[3] = 0.0;
-            fn.outside = true;
-            return;
-        }
-    }
-    const Piece& q = pieces[fn.current];
     const double* tp = powerTable_.data() - lowExponent_;  // tp[e] = T^e
     const double lnT = lnT_;
     double v = (T * q.B + q.A) + q.C * (lnT * T);
@@ -290,6 +253,49 @@ void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
     out[3] = derivatives > 2 ? d3 : 0.0;
 }
 
+void TemperatureStep::evaluate(size_t slot, double T, double P, int derivatives)
+{
+    Function& fn = functions_[slot];
+    double* out = &values_[4 * slot];
+    fn.outside = false;
+    if (!fn.pieces) {
+        out[0] = out[1] = out[2] = out[3] = 0.0;
+        if (fn.disabled) return;
+        if (fn.tree >= 0) {
+            evaluateTree(fn, out, T, P, derivatives);
+            return;
+        }
+        if (fn.freeSymbol >= 0) {
+            const SymbolExpressions::FreeSymbol& f = expressions_->freeSymbols()[static_cast<size_t>(fn.freeSymbol)];
+            out[0] = f.value;
+            fn.outside = !f.isSet;
+            return;
+        }
+        fn.current = -1;  // no pieces
+        return;
+    }
+    // The kernel's search takes the first piece whose upper limit is not
+    // below T, and refuses it when T is below its lower limit; the interval
+    // of the remembered piece is exactly where that search would end on it.
+    auto picks = [T](const Piece& q) { return T > q.lowerExclusive && T <= q.tHigh && T >= q.tLow; };
+    const Piece* pieces = &pieces_[static_cast<size_t>(fn.pieceBegin)];
+    if (fn.current < 0 || !picks(pieces[fn.current])) {
+        fn.current = -1;
+        for (int i = 0; i < fn.pieceCount; ++i) {
+            if (!(T > pieces[i].tHigh)) {
+                if (picks(pieces[i])) fn.current = i;
+                break;
+            }
+        }
+        if (fn.current < 0) {
+            out[0] = out[1] = out[2] = out[3] = 0.0;
+            fn.outside = true;
+            return;
+        }
+    }
+    evaluatePiece(pieces[fn.current], out, T, P, derivatives);
+}
+
 void TemperatureStep::evaluateTree(Function& fn, double* out, double T, double P, int derivatives)
 {
     const TreeFunction& t = trees_[static_cast<size_t>(fn.tree)];
@@ -324,8 +330,18 @@ bool TemperatureStep::run(double T, double P, int derivatives)
     lnT_ = std::log(T);
     bool anyOutside = false;
     for (size_t s = 0; s < functions_.size(); ++s) {
+        // most functions stay on the piece of the last step
+        Function& fn = functions_[s];
+        if (fn.pieces && fn.current >= 0) {
+            const Piece& q = pieces_[static_cast<size_t>(fn.pieceBegin + fn.current)];
+            if (T > q.lowerExclusive && T <= q.tHigh && T >= q.tLow) {
+                fn.outside = false;
+                evaluatePiece(q, &values_[4 * s], T, P, derivatives);
+                continue;
+            }
+        }
         evaluate(s, T, P, derivatives);
-        anyOutside |= functions_[s].outside;
+        anyOutside |= fn.outside;
     }
     return !anyOutside || !inUseOutside();
 }

@@ -115,6 +115,7 @@ private:
 
     int slotOfSymbol(int symbol);
     void evaluate(size_t slot, double T, double P, int derivatives);
+    void evaluatePiece(const Piece& q, double* out, double T, double P, int derivatives) const;
     void evaluateTree(Function& fn, double* out, double T, double P, int derivatives);
     bool inUseOutside();
 
