@@ -91,7 +91,10 @@ public:
     // lanes only let the compiler run the points side by side.  Not for a
     // partitioned phase or one with property terms (blockable() false),
     // which go point by point.
-    static constexpr int kLanes = 8;
+    // 16: the fixed work of a group (its offsets, pointers, coefficients'
+    // addresses) spread over more points than 8 take, while a block's arrays
+    // stay within the first-level cache for all but the largest phases.
+    static constexpr int kLanes = 16;
     bool blockable() const { return !partitioned_ && !propertyTerms_; }
     template <class Values>
     void setLaneTemperature(int lane, double T, Values parameter)

@@ -1,5 +1,5 @@
 // The plan's block kernels compiled for AVX2: 4 lanes to a register instead
-// of SSE2's 2, and 16 registers wide enough for the lanes of a block.
+// of SSE2's 2.
 //
 // Only the kernels included after the target pragma are AVX2 code; the
 // standard library's templates are instantiated from the headers read
