@@ -444,15 +444,30 @@ void EvaluationPlan::evaluateLanes(const LaneState& at, const double* y, size_t 
         const double* yu = y + u * stride;
         const double a = sites_[u];
         double yf[L], lnyf[L];
-        CHUNKS
-        {
-            const V yq = Load<L>(yu + q * W);
-            const V ln = LaneLog<L>(yq);
-            const auto tiny = yq < kSiteFractionFloor;
-            Store<L>(yf + q * W, tiny ? Splat<L>(kSiteFractionFloor) : yq);
-            Store<L>(lnyf + q * W, tiny ? Splat<L>(lnFloor_) : yq == 1.0 ? Splat<L>(0.0) : ln);
-            const auto counted = (yq > 0.0) & (yq != 1.0);
-            sumYLnY[q] = counted ? sumYLnY[q] + a * yq * ln : sumYLnY[q];
+        if constexpr (L == 1) {
+            // a point takes the logarithm only where it is used
+            const double yj = yu[0];
+            yf[0] = yj;
+            lnyf[0] = 0.0;
+            if (yj < kSiteFractionFloor) {
+                yf[0] = kSiteFractionFloor;
+                lnyf[0] = lnFloor_;
+                if (yj > 0.0) sumYLnY[0] = sumYLnY[0] + a * yj * LaneLog<1>(yj);
+            } else if (yj != 1.0) {
+                lnyf[0] = LaneLog<1>(yj);
+                sumYLnY[0] = sumYLnY[0] + a * yj * lnyf[0];
+            }
+        } else {
+            CHUNKS
+            {
+                const V yq = Load<L>(yu + q * W);
+                const V ln = LaneLog<L>(yq);
+                const auto tiny = yq < kSiteFractionFloor;
+                Store<L>(yf + q * W, tiny ? Splat<L>(kSiteFractionFloor) : yq);
+                Store<L>(lnyf + q * W, tiny ? Splat<L>(lnFloor_) : yq == 1.0 ? Splat<L>(0.0) : ln);
+                const auto counted = (yq > 0.0) & (yq != 1.0);
+                sumYLnY[q] = counted ? sumYLnY[q] + a * yq * ln : sumYLnY[q];
+            }
         }
         if (Order >= 1) {
             double* gv = grad + u * L;
@@ -498,53 +513,93 @@ void EvaluationPlan::addMagnetic(const LaneState& at, const double* __restrict T
         Store<L>(kB + q * W, kb);
         Store<L>(lnB + q * W, LaneLog<L>(bt * kb + 1.0));
     }
-    // g and its derivatives: both sides of tau = 1 on every lane, each lane
-    // then taking its own (and 0 without a Curie temperature, where there is
-    // no magnetic ordering), so that the lanes go a vector at a time.
-    CHUNKS
-    {
-        const V T = lanes(at.T, q), invT = lanes(at.invT, q), tc = lanes(TC, q);
-        const V kc = tc < 0.0 ? Splat<L>(invAfm) : Splat<L>(1.0);
-        Store<L>(kC + q * W, kc);
-        const V TCp = tc * kc, betaP = lanes(beta, q) * lanes(kB, q);
-        const V lb1 = 1.0 / (betaP + 1.0);
-        Store<L>(lnB1 + q * W, lb1);
-        Store<L>(lnB2 + q * W, -lb1 * lb1);
-        const V invTC = 1.0 / TCp;
-        const V tau = Abs<L>(T * invTC);
-        const auto ordered = TCp != 0.0;
-        const auto below = tau < 1.0;
-        const V zero = Splat<L>(0.0);
-        // below: powers of tau; above: powers of 1/tau
-        const double am1 = below_[0], a3 = below_[1], a9 = below_[2], a15 = below_[3];
-        const V itau = Abs<L>(TCp * invT);
-        const V t2 = tau * tau, t3 = t2 * tau, t6 = t3 * t3, t9 = t6 * t3, t15 = t9 * t6;
-        const double b5 = above_[0], b15 = above_[1], b25 = above_[2];
-        const V tm1 = Abs<L>(TCp * invT), tm2 = tm1 * tm1, tm5 = tm2 * tm2 * tm1, tm10 = tm5 * tm5;
-        const V tm15 = tm10 * tm5, tm25 = tm15 * tm10;
-        const V gq = ordered ? (below ? 1.0 + am1 * itau + a3 * t3 + a9 * t9 + a15 * t15
-                                      : b5 * tm5 + b15 * tm15 + b25 * tm25)
-                             : zero;
-        Store<L>(g + q * W, gq);
-        Store<L>(G + q * W, lanes(G, q) + R * T * lanes(lnB, q) * gq);
-        if (Order < 1) continue;
-        const V gCq = ordered ? (below ? -(-am1 * itau + 3 * a3 * t3 + 9 * a9 * t9 + 15 * a15 * t15) * invTC
-                                       : (5 * b5 * tm5 + 15 * b15 * tm15 + 25 * b25 * tm25) * invTC)
-                              : zero;
-        const V gTq = ordered ? -(TCp * invT) * gCq : zero;
-        Store<L>(gC + q * W, gCq);
-        Store<L>(gT + q * W, gTq);
-        if (Order < 2) continue;
-        const V iTC2 = invTC * invTC, t8 = t6 * t2, t14 = t8 * t6;
-        const V gCCq = ordered ? (below ? (12 * a3 * t3 + 90 * a9 * t9 + 240 * a15 * t15) * iTC2
-                                        : (20 * b5 * tm5 + 210 * b15 * tm15 + 600 * b25 * tm25) * iTC2)
-                               : zero;
-        const V gTCq = ordered ? (below ? -(am1 * itau * itau + 9 * a3 * t2 + 81 * a9 * t8 + 225 * a15 * t14) * iTC2
-                                        : -(25 * b5 * tm5 + 225 * b15 * tm15 + 625 * b25 * tm25) * tm1 * iTC2)
-                               : zero;
-        Store<L>(gCC + q * W, gCCq);
-        Store<L>(gTC + q * W, gTCq);
-        Store<L>(gTT + q * W, ordered ? -(gTq + TCp * gTCq) * invT : zero);
+    if constexpr (L == 1) {
+        // a point takes its own side of tau = 1 only, by the same formulas
+        const double T = at.T[0], invT = at.invT[0];
+        kC[0] = TC[0] < 0.0 ? invAfm : 1.0;
+        const double TCp = TC[0] * kC[0], betaP = beta[0] * kB[0];
+        lnB1[0] = 1.0 / (betaP + 1.0);
+        lnB2[0] = -lnB1[0] * lnB1[0];
+        g[0] = gC[0] = gCC[0] = gTC[0] = gT[0] = gTT[0] = 0.0;
+        if (TCp != 0.0) {
+            const double invTC = 1.0 / TCp;
+            const double tau = std::fabs(T * invTC);
+            if (tau < 1.0) {
+                const double am1 = below_[0], a3 = below_[1], a9 = below_[2], a15 = below_[3];
+                const double itau = std::fabs(TCp * invT);
+                const double t2 = tau * tau, t3 = t2 * tau, t6 = t3 * t3, t9 = t6 * t3, t15 = t9 * t6;
+                g[0] = 1.0 + am1 * itau + a3 * t3 + a9 * t9 + a15 * t15;
+                if (Order >= 1) gC[0] = -(-am1 * itau + 3 * a3 * t3 + 9 * a9 * t9 + 15 * a15 * t15) * invTC;
+                if (Order >= 2) {
+                    const double iTC2 = invTC * invTC, t8 = t6 * t2, t14 = t8 * t6;
+                    gCC[0] = (12 * a3 * t3 + 90 * a9 * t9 + 240 * a15 * t15) * iTC2;
+                    gTC[0] = -(am1 * itau * itau + 9 * a3 * t2 + 81 * a9 * t8 + 225 * a15 * t14) * iTC2;
+                }
+            } else {
+                const double b5 = above_[0], b15 = above_[1], b25 = above_[2];
+                const double tm1 = std::fabs(TCp * invT), tm2 = tm1 * tm1, tm5 = tm2 * tm2 * tm1, tm10 = tm5 * tm5;
+                const double tm15 = tm10 * tm5, tm25 = tm15 * tm10;
+                g[0] = b5 * tm5 + b15 * tm15 + b25 * tm25;
+                if (Order >= 1) gC[0] = (5 * b5 * tm5 + 15 * b15 * tm15 + 25 * b25 * tm25) * invTC;
+                if (Order >= 2) {
+                    const double iTC2 = invTC * invTC;
+                    gCC[0] = (20 * b5 * tm5 + 210 * b15 * tm15 + 600 * b25 * tm25) * iTC2;
+                    gTC[0] = -(25 * b5 * tm5 + 225 * b15 * tm15 + 625 * b25 * tm25) * tm1 * iTC2;
+                }
+            }
+            if (Order >= 1) gT[0] = -(TCp * invT) * gC[0];
+            if (Order >= 2) gTT[0] = -(gT[0] + TCp * gTC[0]) * invT;
+        }
+        G[0] = G[0] + R * T * lnB[0] * g[0];
+    } else {
+        // g and its derivatives: both sides of tau = 1 on every lane, each lane
+        // then taking its own (and 0 without a Curie temperature, where there is
+        // no magnetic ordering), so that the lanes go a vector at a time.
+        CHUNKS
+        {
+            const V T = lanes(at.T, q), invT = lanes(at.invT, q), tc = lanes(TC, q);
+            const V kc = tc < 0.0 ? Splat<L>(invAfm) : Splat<L>(1.0);
+            Store<L>(kC + q * W, kc);
+            const V TCp = tc * kc, betaP = lanes(beta, q) * lanes(kB, q);
+            const V lb1 = 1.0 / (betaP + 1.0);
+            Store<L>(lnB1 + q * W, lb1);
+            Store<L>(lnB2 + q * W, -lb1 * lb1);
+            const V invTC = 1.0 / TCp;
+            const V tau = Abs<L>(T * invTC);
+            const auto ordered = TCp != 0.0;
+            const auto below = tau < 1.0;
+            const V zero = Splat<L>(0.0);
+            // below: powers of tau; above: powers of 1/tau
+            const double am1 = below_[0], a3 = below_[1], a9 = below_[2], a15 = below_[3];
+            const V itau = Abs<L>(TCp * invT);
+            const V t2 = tau * tau, t3 = t2 * tau, t6 = t3 * t3, t9 = t6 * t3, t15 = t9 * t6;
+            const double b5 = above_[0], b15 = above_[1], b25 = above_[2];
+            const V tm1 = Abs<L>(TCp * invT), tm2 = tm1 * tm1, tm5 = tm2 * tm2 * tm1, tm10 = tm5 * tm5;
+            const V tm15 = tm10 * tm5, tm25 = tm15 * tm10;
+            const V gq = ordered ? (below ? 1.0 + am1 * itau + a3 * t3 + a9 * t9 + a15 * t15
+                                          : b5 * tm5 + b15 * tm15 + b25 * tm25)
+                                 : zero;
+            Store<L>(g + q * W, gq);
+            Store<L>(G + q * W, lanes(G, q) + R * T * lanes(lnB, q) * gq);
+            if (Order < 1) continue;
+            const V gCq = ordered ? (below ? -(-am1 * itau + 3 * a3 * t3 + 9 * a9 * t9 + 15 * a15 * t15) * invTC
+                                           : (5 * b5 * tm5 + 15 * b15 * tm15 + 25 * b25 * tm25) * invTC)
+                                  : zero;
+            const V gTq = ordered ? -(TCp * invT) * gCq : zero;
+            Store<L>(gC + q * W, gCq);
+            Store<L>(gT + q * W, gTq);
+            if (Order < 2) continue;
+            const V iTC2 = invTC * invTC, t8 = t6 * t2, t14 = t8 * t6;
+            const V gCCq = ordered ? (below ? (12 * a3 * t3 + 90 * a9 * t9 + 240 * a15 * t15) * iTC2
+                                            : (20 * b5 * tm5 + 210 * b15 * tm15 + 600 * b25 * tm25) * iTC2)
+                                   : zero;
+            const V gTCq = ordered ? (below ? -(am1 * itau * itau + 9 * a3 * t2 + 81 * a9 * t8 + 225 * a15 * t14) * iTC2
+                                            : -(25 * b5 * tm5 + 225 * b15 * tm15 + 625 * b25 * tm25) * tm1 * iTC2)
+                                   : zero;
+            Store<L>(gCC + q * W, gCCq);
+            Store<L>(gTC + q * W, gTCq);
+            Store<L>(gTT + q * W, ordered ? -(gTq + TCp * gTCq) * invT : zero);
+        }
     }
     if (Order < 1) return;
 

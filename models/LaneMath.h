@@ -115,9 +115,10 @@ inline __attribute__((always_inline)) typename Chunks<L>::V LaneLog(typename Chu
     const V f = m - 1.0;
     const V hfsq = 0.5 * f * f;
     const V s = f / (2.0 + f);
-    const V z = s * s, w = z * z;
-    const V t1 = w * (lg2 + w * (lg4 + w * lg6));
-    const V t2 = z * (lg1 + w * (lg3 + w * (lg5 + w * lg7)));
+    const V z = s * s, w = z * z, w2 = w * w;
+    // the two polynomials in w by pairs of terms (Estrin), a shorter chain than Horner's
+    const V t1 = w * ((lg2 + w * lg4) + w2 * lg6);
+    const V t2 = z * ((lg1 + w * lg3) + w2 * (lg5 + w * lg7));
     const V R = t2 + t1;
     V r = k * ln2Hi - ((hfsq - (s * (hfsq + R) + k * ln2Lo)) - f);
     // anything but a positive normal number
