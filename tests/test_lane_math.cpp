@@ -35,12 +35,15 @@ TEST(LaneLog, WithinOneUlpOfTheLibraryAndTheSameOnEveryLane)
     for (int block = 0; block < 20000; ++block) {
         double x[kBlock], lanes[kBlock];
         for (double& v : x) v = mantissa(rng) * std::pow(10.0, std::floor(exponent(rng)));
-        if (block == 0) {  // both sides of sqrt(2), where the reduction switches, and powers of 2
+        if (block == 0) {  // both sides of sqrt(2), where the reduction switches, next to 1, the least normal
             x[0] = std::sqrt(2.0);
             x[1] = std::nextafter(std::sqrt(2.0), 0.0);
-            x[2] = 0.5;
-            x[3] = std::ldexp(1.0, -1022);
+            x[2] = std::nextafter(1.0, 0.0);
+            x[3] = std::nextafter(1.0, 2.0);
+            x[4] = std::ldexp(1.0, -1022);
         }
+        if (block == 1)  // fractions near 1, whose logarithm is small
+            for (int j = 0; j < kBlock; ++j) x[j] = 1.0 - std::ldexp(mantissa(rng), -4 - 5 * j);
         BlockLog(x, lanes);
         for (int j = 0; j < kBlock; ++j) {
             const double point = LaneLog<1>(x[j]);
