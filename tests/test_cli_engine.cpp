@@ -1,7 +1,9 @@
-// The tool's engine choice and its bench command: the plan and the kernel
-// path giving the same eval output, and bench output in both forms.  The
-// refused arguments of both are with the other command lines (test_cli),
-// bench's refused phases and temperatures with the other refusals.
+// The tool's bench command: its output in both forms on both engines.  That
+// eval prints the same numbers on both engines is checked against the kernel
+// path's JSON in python/tests (test_agreement) and, below the tool, by the
+// batch and point comparisons of test_plan_exactness.  The refused arguments
+// are with the other command lines (test_cli), bench's refused phases and
+// temperatures with the other refusals.
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -14,20 +16,6 @@ using clitest::has;
 using clitest::kCrFe;
 using clitest::tool;
 using clitest::ToolRun;
-
-TEST(EngineChoice, PlanAndKernelPathPrintTheSameEval)
-{
-    std::vector<std::string> args = {"eval", kCrFe, "--phase", "BCC_A2", "--T", "300:1800:250", "--y",
-                                     "CR=0.3,FE=0.7:VA=1", "--y", "CR=1:VA=1"};
-    const ToolRun plan = tool(args);
-    args.insert(args.end(), {"--engine", "kernel"});
-    const ToolRun kernel = tool(args);
-    ASSERT_EQ(plan.code, 0) << plan.err;
-    ASSERT_EQ(kernel.code, 0) << kernel.err;
-    // Numbers agree to 1e-12 of |G|; printed to the table's digits, they are the same text.
-    EXPECT_EQ(plan.out, kernel.out);
-    EXPECT_FALSE(has(plan.err, "not covered")) << plan.err;
-}
 
 TEST(Bench, ReportsPointsPerSecondOnBothEngines)
 {
