@@ -1,6 +1,9 @@
 // The database reader on the published databases and on small snippets: what
 // each file gives and how expressions map onto the terms of a piece (the
 // published unaries are checked through the phases, test_phase_databases.cpp).
+// How ranges chain is seen by the coverage and range-refusal tests
+// (test_temperature_coverage, test_phase_evaluator), the piece chosen at a
+// common limit and the on-demand pass by test_fkt_evaluation.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -204,23 +207,6 @@ TEST(TdbExpressions, TermsFoldAndLandInTheirSlots)
         kit::SymbolPiece(*l.db, "F").WriteOutPoly(out, 0, &l.db->dataMgr);
         EXPECT_STREQ(out.m_pszBuffer, c.listing) << c.expr;
     }
-}
-
-TEST(TdbExpressions, RangesChainAndForwardReferencesResolve)
-{
-    kit::Loaded l = ReadText("FUNCTION A 300 2*B#+1; 1000 Y 3*B; 2000 Y 4*B#; 3000 N REF1 !\n"
-                             "FUNCTION B 200 T; 6000 N !\n");
-    ASSERT_EQ(l.report.errorCount(), 0) << l.diagnostics();
-    int a = l.db->dataMgr.FindSymbolFunction("A");
-    ASSERT_EQ(l.db->symbols().m_FktArray[a]->m_PolyIndex.m_nSize, 3);
-    // a forward reference is evaluated on demand at the new temperature
-    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 500.0), 1001.0);
-    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 1500.0), 4500.0);
-    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 1000.0), 2001.0);  // the lower range at a common limit
-    EXPECT_DOUBLE_EQ(kit::SymbolValue(*l.db, "A", 2500.0, 1), 4.0);
-    // each range starts where the previous one ended
-    EXPECT_DOUBLE_EQ(kit::SymbolPiece(*l.db, "A", 1).m_dTLow, 1000.0);
-    EXPECT_DOUBLE_EQ(kit::SymbolPiece(*l.db, "A", 2).m_dTHigh, 3000.0);
 }
 
 TEST(TdbCommands, AbbreviationsCaseAndBookkeepingCommands)
