@@ -129,12 +129,6 @@ TEST(CInterfaceRefusal, FailsWithStatusAndMessageAndRecovers)
              double T[] = {500, 600}, y[6] = {.5, .5, .5, .5, .5, .5};
              return tk_evaluate(c, p, 3, T, 2, P0, y, 2, 1, 0, o);
          }},
-        {"beyond a function's range at a later point", TK_ERROR_RANGE,
-         "phase SOL, point 2: T = 1500 K is outside the temperature ranges of function GLIM (298.15 to 1000 K)",
-         [](tk_context* c, int p, tk_outputs* o) {
-             double T[] = {500, 600, 1500}, y[6] = {.5, .5, .5, .5, .5, .5};
-             return tk_evaluate(c, p, 3, T, 3, P0, y, 2, 1, 2, o);
-         }},
         {"no site fractions", TK_ERROR_ARGUMENT, "no site fractions given",
          [](tk_context* c, int p, tk_outputs* o) {
              double T = 500;
