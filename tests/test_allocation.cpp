@@ -134,7 +134,6 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"CrFeNb_Jacob2016.tdb", "BCC_A2", PlanEvaluator::Engine::kKernel, "CrFeNbBccKernel"},
                       Case{"CrFeNb_Jacob2016.tdb", "FCC_A1", PlanEvaluator::Engine::kKernel, "CrFeNbFccKernel"},
                       Case{"CrFeNb_Jacob2016.tdb", "MU_PHASE", PlanEvaluator::Engine::kKernel, "CrFeNbMuKernel"},
-                      Case{"CrFeNb_Jacob2016.tdb", "LAVES_C14", PlanEvaluator::Engine::kKernel, "CrFeNbLavesKernel"},
                       // Einstein, two-state and Curie-Neel terms
                       Case{"femn.tdb", "LIQUID", PlanEvaluator::Engine::kKernel, "FeMnLiquidKernel"},
                       // partitioned into ordered and disordered parts
