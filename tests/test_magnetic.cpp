@@ -1,5 +1,7 @@
-// Magnetic function: derivatives against finite differences on both sides of
-// the Curie temperature, continuity at tau = 1, listing and factor choice.
+// Magnetic function: g against the publication and its derivatives against
+// finite differences on both sides of the Curie temperature, listing and
+// factor choice.  That G stays continuous through the Curie temperature is
+// checked on iron in BCC_A2 (test_phase_databases).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -42,20 +44,6 @@ TEST(Magnetic, DerivativesMatchFiniteDifferencesOnBothSides)
             // tau^2 dg/dtau = -T dg/dTC
             EXPECT_NEAR(r.m_dTau2GTau, -T * r.m_dGdTC, 1e-12) << T;
         }
-    }
-}
-
-// The value of each series against the publication, at tau = 1 (the upper
-// series) and just below it (the lower one): the two meet there.
-TEST(Magnetic, SeriesMeetAtTheCurieTemperature)
-{
-    for (double p : {0.4, 0.28}) {
-        TMagnFkt m;
-        m.Initialize(p, nullptr);
-        EXPECT_NEAR(m.m_dD, hj::D(p), 1e-15) << p;
-        EXPECT_NEAR(g(m, 1000.0, 1000.0), hj::g(1.0, p), 1e-13) << p;
-        EXPECT_NEAR(g(m, 1000.0 * (1 - 1e-12), 1000.0), hj::g(1.0, p), 1e-10) << p;
-        EXPECT_NEAR(g(m, 1000.0 * (1 - 1e-12), 1000.0), hj::g(1.0 - 1e-12, p), 1e-13) << p;
     }
 }
 
