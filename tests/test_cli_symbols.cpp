@@ -25,7 +25,6 @@ TEST(UndefinedNamesInTheTool, SetAndUndefinedAsZero)
         return extra;
     };
     clitest::expectRuns({
-        {"phases name them", {"phases", db}, 0, {"undefined function 'VA40'"}, {"undefined function 'VA4"}},
         {"eval refused naming them", eval, 1, {"VA40"}, {}},
         // G = VA40*T + VA41 + ZERO
         {"all zero", evalWith({"--undefined-as-zero", "--json"}), 0, {"ZERO (used at "}, {"\"G\":0,"}},
