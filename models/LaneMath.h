@@ -80,7 +80,12 @@ inline __attribute__((always_inline)) typename Chunks<L>::V Splat(double x)
 }  // namespace
 namespace {
 // ln x over the lanes, the same bits for a lane of a block and for a point.
-// fdlibm's method: x = 2^k (1 + f) with sqrt(2)/2 <= 1 + f < sqrt(2),
+// The method and the coefficients are fdlibm's (e_log.c), whose notice
+// reads: "Copyright (C) 1993 by Sun Microsystems, Inc. All rights reserved.
+// Developed at SunSoft, a Sun Microsystems, Inc. business. Permission to use,
+// copy, modify, and distribute this software is freely granted, provided
+// that this notice is preserved."
+// x = 2^k (1 + f) with sqrt(2)/2 <= 1 + f < sqrt(2),
 // s = f / (2 + f), and
 //   ln x = k ln2_hi - ((f^2/2 - (s (f^2/2 + R(s^2)) + k ln2_lo)) - f),
 // R a polynomial fitted to (ln(1+f) - f + f^2/2 - s f^2/2)/s; less than one
