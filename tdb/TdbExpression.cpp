@@ -7,9 +7,8 @@
 #include <string_view>
 #include <tuple>
 
-#include "AsciiText.h"
+#include "ExpressionScanner.h"
 #include "RecycledBlocks.h"
-#include "TdbNumber.h"
 #include "thermfunctions/TThermTPolynom.h"
 
 namespace tdb {
@@ -18,12 +17,7 @@ using namespace std::string_view_literals;
 
 namespace {
 
-// Thrown inside the parser only; parse() turns it into an ExpressionError.
-struct Failure
-{
-    size_t offset;
-    std::string message;
-};
+using Failure = ExpressionFailure;
 
 enum class Special { None, Ln, Exp };
 
@@ -204,46 +198,15 @@ Sum power(const Sum& base, const Sum& exponent, size_t offset)
     return out;
 }
 
-struct Parser
+struct Parser : ExpressionScanner
 {
-    const std::string& text;
-    size_t pos;
-    size_t end;
+    Parser(const std::string& text, size_t begin, size_t end, const ExpressionParser::SymbolResolver& resolver,
+           std::vector<int>& referenced)
+        : ExpressionScanner(text, begin, end), resolver(resolver), referenced(referenced)
+    {
+    }
     const ExpressionParser::SymbolResolver& resolver;
     std::vector<int>& referenced;
-    int depth = 0;  //!< signs and parentheses being read; bounded so that no input exhausts the stack
-
-    // Guards one level of recursion.
-    struct Nest
-    {
-        Parser& p;
-        explicit Nest(Parser& parser) : p(parser)
-        {
-            if (++p.depth > kMaxNesting) throw Failure{p.pos, "expression nested too deeply"};
-        }
-        ~Nest() { --p.depth; }
-    };
-    static constexpr int kMaxNesting = 200;
-
-    void skipBlanks()
-    {
-        while (pos < end && isAsciiSpace(text[pos])) ++pos;
-    }
-    bool peek(char c)
-    {
-        skipBlanks();
-        return pos < end && text[pos] == c;
-    }
-    bool peekPower()
-    {
-        skipBlanks();
-        return pos + 1 < end && text[pos] == '*' && text[pos + 1] == '*';
-    }
-    void expect(char c, const char* what)
-    {
-        if (!peek(c)) throw Failure{pos < end ? pos : end, std::string("expected ") + what};
-        ++pos;
-    }
 
     Sum parseSum()
     {
@@ -310,25 +273,11 @@ struct Parser
         return base;
     }
 
-    double parseNumber()
-    {
-        double v = 0.0;
-        size_t at = 0;
-        std::string why;
-        if (!readExpressionNumber(text, pos, end, v, at, why)) throw Failure{at, why};
-        return v;
-    }
-
     Sum parsePrimary()
     {
-        skipBlanks();
-        if (pos >= end) throw Failure{end, "expected a number, T, P, a function name or '(' at the end of the expression"};
-        size_t at = pos;
-        char c = text[pos];
-        if (isAsciiDigit(c) || (c == '.' && pos + 1 < end &&
-                                                             isAsciiDigit(text[pos + 1]))) {
-            return constant(parseNumber(), at);
-        }
+        const char c = operandStart();
+        const size_t at = pos;
+        if (atNumber()) return constant(number(), at);
         if (c == '(') {
             Nest guard(*this);
             ++pos;
@@ -336,12 +285,9 @@ struct Parser
             expect(')', "')'");
             return s;
         }
-        if (isAsciiAlpha(c) || c == '_') {
-            std::string name;
-            while (pos < end && (isAsciiAlnum(text[pos]) || text[pos] == '_'))
-                name += toAsciiUpper(text[pos++]);
-            bool hash = pos < end && text[pos] == '#';
-            if (hash) ++pos;
+        if (startsName(c)) {
+            bool hash = false;
+            const std::string name = ExpressionScanner::name(hash);
             if (!hash && (name == "LN"sv || name == "LOG"sv || name == "EXP"sv) && peek('(')) {
                 ++pos;
                 size_t argAt = pos;
@@ -370,7 +316,7 @@ struct Parser
             }
             return Sum{m};
         }
-        throw Failure{at, std::string("unexpected character '") + c + "' in the expression"};
+        unexpected(at, c);
     }
 
     // The argument of LN or EXP: a constant, or a constant times one function.
@@ -546,15 +492,10 @@ ExpressionParser::ExpressionParser(const std::string& text, SymbolResolver resol
 bool ExpressionParser::parse(size_t begin, size_t end, TThermTPolynom& piece, std::vector<int>& referenced,
                              ExpressionError& error)
 {
-    Parser p{text_, begin, end, resolver_, referenced};
+    Parser p(text_, begin, end, resolver_, referenced);
     try {
         Sum s = p.parseSum();
-        p.skipBlanks();
-        if (p.pos < end) {
-            char c = text_[p.pos];
-            if (c == ')') throw Failure{p.pos, "unbalanced ')'"};
-            throw Failure{p.pos, std::string("unexpected '") + c + "' after a complete term (missing operator?)"};
-        }
+        p.finish();
         normaliseInPlace(s);
         assign(s, piece);
     } catch (const Failure& f) {

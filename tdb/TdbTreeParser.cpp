@@ -1,7 +1,6 @@
 #include "TdbTreeParser.h"
 
-#include "AsciiText.h"
-#include "TdbNumber.h"
+#include "ExpressionScanner.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -10,34 +9,20 @@ namespace tdb {
 
 namespace {
 
-struct Failure
-{
-    size_t offset;
-    std::string message;
-};
+using Failure = ExpressionFailure;
 
 using Op = ExpressionTree::Op;
 
-struct Parser
+struct Parser : ExpressionScanner
 {
-    const std::string& text;
-    size_t pos;
-    size_t end;
+    Parser(const std::string& text, size_t begin, size_t end, const ExpressionParser::SymbolResolver& resolver,
+           ExpressionTree& tree, std::vector<int>& referenced)
+        : ExpressionScanner(text, begin, end), resolver(resolver), tree(tree), referenced(referenced)
+    {
+    }
     const ExpressionParser::SymbolResolver& resolver;
     ExpressionTree& tree;
     std::vector<int>& referenced;
-    int depth = 0;
-    static constexpr int kMaxNesting = 200;
-
-    struct Nest
-    {
-        Parser& p;
-        explicit Nest(Parser& parser) : p(parser)
-        {
-            if (++p.depth > kMaxNesting) throw Failure{p.pos, "expression nested too deeply"};
-        }
-        ~Nest() { --p.depth; }
-    };
 
     const ExpressionTree::Node& node(int i) const { return tree.nodes()[static_cast<size_t>(i)]; }
     bool isConstant(int i) const { return node(i).op == Op::Constant; }
@@ -93,21 +78,6 @@ struct Parser
             }
         }
         return tree.binary(op, a, b);
-    }
-
-    void skipBlanks()
-    {
-        while (pos < end && isAsciiSpace(text[pos])) ++pos;
-    }
-    bool at(char c)
-    {
-        skipBlanks();
-        return pos < end && text[pos] == c;
-    }
-    bool atPower()
-    {
-        skipBlanks();
-        return pos + 1 < end && text[pos] == '*' && text[pos + 1] == '*';
     }
 
     int sum()
@@ -170,7 +140,7 @@ struct Parser
     {
         const size_t first = tree.nodes().size();
         int base = primary();
-        if (atPower()) {
+        if (peekPower()) {
             const size_t offset = pos;
             pos += 2;
             int exponent = signedFactor();
@@ -179,47 +149,28 @@ struct Parser
         return base;
     }
 
-    double number()
-    {
-        double v = 0.0;
-        size_t at = 0;
-        std::string why;
-        if (!readExpressionNumber(text, pos, end, v, at, why)) throw Failure{at, why};
-        return v;
-    }
-
     int primary()
     {
-        skipBlanks();
-        if (pos >= end)
-            throw Failure{end, "expected a number, T, P, a function name or '(' at the end of the expression"};
+        const char c = operandStart();
         const size_t offset = pos;
-        const char c = text[pos];
-        if (isAsciiDigit(c) ||
-            (c == '.' && pos + 1 < end && isAsciiDigit(text[pos + 1])))
-            return tree.constant(number());
+        if (atNumber()) return tree.constant(number());
         if (c == '(') {
             Nest guard(*this);
             ++pos;
             int s = sum();
-            if (!at(')')) throw Failure{pos < end ? pos : end, "expected ')'"};
-            ++pos;
+            expect(')', "')'");
             return s;
         }
-        if (isAsciiAlpha(c) || c == '_') {
-            std::string name;
-            while (pos < end && (isAsciiAlnum(text[pos]) || text[pos] == '_'))
-                name += toAsciiUpper(text[pos++]);
-            const bool hash = pos < end && text[pos] == '#';
-            if (hash) ++pos;
+        if (startsName(c)) {
+            bool hash = false;
+            const std::string name = ExpressionScanner::name(hash);
             if (!hash && (name == "LN" || name == "LOG" || name == "EXP" || name == "SQRT" || name == "ABS") &&
-                at('(')) {
+                peek('(')) {
                 Nest guard(*this);
                 ++pos;
                 const size_t first = tree.nodes().size();
                 int arg = sum();
-                if (!at(')')) throw Failure{pos < end ? pos : end, "expected ')' after the argument"};
-                ++pos;
+                expect(')', "')' after the argument");
                 const Op op = name == "EXP" ? Op::Exp : name == "SQRT" ? Op::Sqrt : name == "ABS" ? Op::Abs : Op::Ln;
                 return unary(op, arg, first, offset);
             }
@@ -235,7 +186,7 @@ struct Parser
             referenced.push_back(sym.index);
             return tree.symbol(sym.index);
         }
-        throw Failure{offset, std::string("unexpected character '") + c + "' in the expression"};
+        unexpected(offset, c);
     }
 };
 
@@ -249,15 +200,10 @@ TreeParser::TreeParser(const std::string& text, ExpressionParser::SymbolResolver
 bool TreeParser::parse(size_t begin, size_t end, ExpressionTree& tree, std::vector<int>& referenced,
                        ExpressionError& error)
 {
-    Parser p{text_, begin, end, resolver_, tree, referenced};
+    Parser p(text_, begin, end, resolver_, tree, referenced);
     try {
         p.sum();
-        p.skipBlanks();
-        if (p.pos < end) {
-            const char c = text_[p.pos];
-            if (c == ')') throw Failure{p.pos, "unbalanced ')'"};
-            throw Failure{p.pos, std::string("unexpected '") + c + "' after a complete term (missing operator?)"};
-        }
+        p.finish();
     } catch (const Failure& f) {
         error.offset = f.offset;
         error.message = f.message;
